@@ -1,0 +1,71 @@
+#include "support/Log.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+namespace vigilo {
+namespace {
+
+std::atomic<LogSink*> installedSink{nullptr};
+
+// Prints one conversion; `specification` is what stands between '%' and the conversion letter.
+void appendConversion(std::string& line, std::string specification, char conversion,
+                      const LogArgument& argument) {
+  char text[400];
+  switch (argument.kind) {
+    case LogArgument::Kind::text:
+      line += argument.text;
+      return;
+    case LogArgument::Kind::boolean:
+      line += argument.integer != 0 ? "true" : "false";
+      return;
+    case LogArgument::Kind::integer:
+      std::erase(specification, 'l');
+      std::erase(specification, 'z');
+      std::snprintf(text, sizeof text, ("%" + specification + "ll" + conversion).c_str(),
+                    static_cast<long long>(argument.integer));
+      break;
+    case LogArgument::Kind::floating:
+      std::snprintf(text, sizeof text, ("%" + specification + conversion).c_str(), argument.floating);
+      break;
+  }
+  line += text;
+}
+
+}  // namespace
+
+LogSink* installLogSink(LogSink* sink) {
+  return installedSink.exchange(sink);
+}
+
+LogSink* currentLogSink() {
+  return installedSink.load(std::memory_order_acquire);
+}
+
+void Log::write(LogSink& sink, LogLevel level, const char* format,
+                std::initializer_list<LogArgument> arguments) const {
+  std::string line;
+  auto next = arguments.begin();
+  for (const char* at = format; *at != 0; ++at) {
+    if (*at != '%') {
+      line += *at;
+    } else if (*++at == '%') {
+      line += '%';
+    } else {
+      std::string specification;
+      if (*at == '{') at += sizeof "{bool}" - 1;
+      for (; (*at >= '0' && *at <= '9') || *at == '.' || *at == 'l' || *at == 'z'; ++at) specification += *at;
+      appendConversion(line, specification, *at, *next++);
+    }
+  }
+  sink.write(level, subsystem_, category_, line);
+}
+
+void fatal(std::string_view message) {
+  Log("com.vigilo", "fatal").error("%s", message);
+  std::fprintf(stderr, "vigilo: fatal: %.*s\n", static_cast<int>(message.size()), message.data());
+  std::abort();
+}
+
+}  // namespace vigilo
