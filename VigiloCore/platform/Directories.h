@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+namespace vigilo {
+
+// Where this system's files lie: one layout on every platform, below the home folder, because programs that
+// meet at a socket must not depend on what else is in their environment. Absolute paths without a slash at
+// the end. A plain value.
+struct Directories {
+  std::string home;
+  std::string library;             // ~/Library
+  std::string applicationSupport;  // ~/Library/Application Support
+  std::string preferences;         // ~/Library/Preferences
+  std::string temporary;           // the process's temporary folder: $TMPDIR, else /tmp
+
+  std::string vigilo() const { return applicationSupport + "/Vigilo"; }
+  std::string run() const { return vigilo() + "/run"; }
+  std::string hookSocket() const { return run() + "/vigilo.sock"; }
+  std::string controlSocket() const { return run() + "/vigilo-control.sock"; }
+  std::string instanceLock() const { return run() + "/vigilo.lock"; }
+  // Where a helper without root listens.
+  std::string helperSocket() const { return run() + "/vigilo-helper.sock"; }
+
+  static Directories below(const std::string& home);
+  static Directories ofCurrentUser();
+};
+
+// Where the helper listens when it runs as root.
+inline constexpr const char* rootHelperSocket = "/var/run/vigilo-helper.sock";
+
+}  // namespace vigilo

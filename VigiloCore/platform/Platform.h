@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/LidState.h"
+#include "platform/PowerAssertions.h"
+#include "platform/PowerSource.h"
+#include "platform/ThermalState.h"
+#include "support/LogSink.h"
+
+namespace vigilo {
+
+// The machine's services as the host uses them, one object each. The helper opens only its own.
+struct Platform {
+  std::unique_ptr<PowerAssertions> powerAssertions;
+  std::unique_ptr<PowerSourceProvider> powerSource;
+  std::unique_ptr<ThermalStateProvider> thermalState;
+  std::unique_ptr<LidStateProvider> lidState;
+
+  static Platform ofThisMachine();
+};
+
+// The machine's log service, or standard error where there is none. `identifier` is the program's name in the
+// log.
+std::unique_ptr<LogSink> makeSystemLogSink(const char* identifier);
+
+}  // namespace vigilo
