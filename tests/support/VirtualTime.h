@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "support/Date.h"
+#include "support/Queue.h"
+
+namespace vigilo::test {
+
+// Time that jumps: all queues made here share one thread, the test's own, and one clock that moves only in
+// `advance` and `runUntilIdle`. Tasks run in the order of their due times, equal ones in the order in which
+// they were added.
+class VirtualTime {
+ public:
+  // Starts at 2026-11-21 12:00:00 UTC.
+  explicit VirtualTime(Date start = Date::fromUnix(1795262400));
+  ~VirtualTime();
+
+  std::unique_ptr<Queue> queue(std::string label);
+  Date now() const;
+  Clock clock() const;
+
+  // Runs everything that is due now, without moving the clock.
+  void runUntilIdle();
+  // Moves the clock on by so many seconds and runs all that becomes due on the way, at its due time.
+  void advance(double seconds);
+  // Moves only the wall clock, as a user or a time server does; timers do not notice.
+  void setWallClock(Date date);
+
+  struct State;
+
+ private:
+  std::shared_ptr<State> state_;
+};
+
+}  // namespace vigilo::test
