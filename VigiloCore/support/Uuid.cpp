@@ -1,20 +1,23 @@
 #include "support/Uuid.h"
 
 #include <array>
-#include <cstdio>
+#include <cstdint>
 #include <random>
 
 namespace vigilo {
 
 std::string makeUuid() {
-  std::random_device source;
-  std::array<unsigned, 4> words{};
-  for (auto& word : words) word = source();
-  words[1] = (words[1] & 0xFFFF0FFFu) | 0x4000u;      // version 4: random
-  words[2] = (words[2] & 0x3FFFFFFFu) | 0x80000000u;  // the usual variant
-  char text[37];
-  std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%04X%08X", words[0], words[1] >> 16,
-                words[1] & 0xFFFFu, words[2] >> 16, words[2] & 0xFFFFu, words[3]);
+  std::random_device random;
+  std::array<unsigned, 16> bytes{};
+  for (auto& byte : bytes) byte = random() & 0xFFu;
+  bytes[6] = (bytes[6] & 0x0Fu) | 0x40u;  // version 4
+  bytes[8] = (bytes[8] & 0x3Fu) | 0x80u;  // variant 1
+  std::string text;
+  for (std::size_t index = 0; index < bytes.size(); ++index) {
+    if (index == 4 || index == 6 || index == 8 || index == 10) text += '-';
+    text += "0123456789ABCDEF"[bytes[index] >> 4];
+    text += "0123456789ABCDEF"[bytes[index] & 0x0Fu];
+  }
   return text;
 }
 

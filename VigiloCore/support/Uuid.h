@@ -4,7 +4,7 @@
 
 namespace vigilo {
 
-// A new random UUID, "0F8FAD5B-D9CB-469F-A165-70867728950E". Thread-safe.
+// A fresh random identifier (version 4) in upper case: "E621E1F8-C36C-495A-93FC-0C247A3E6E5F". Thread-safe.
 std::string makeUuid();
 
 }  // namespace vigilo
