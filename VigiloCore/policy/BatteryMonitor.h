@@ -20,6 +20,8 @@ class BatteryMonitoring {
   virtual void onPowerSourceChanged(Callback callback) = 0;
   virtual void start() = 0;
   virtual void stop() = 0;
+  // For the time after a suspend: reads again, and tells when something differs. Call it on the monitor's queue.
+  virtual void refresh() = 0;
 };
 
 // Turns the machine's power source into the snapshot that the wake policy understands, and tells when it may
@@ -46,8 +48,7 @@ class BatteryMonitor final : public BatteryMonitoring {
   // Observes the platform unless it does so already; refreshes the snapshot in either case.
   void start() override;
   void stop() override;
-  // For the time after a suspend: reads again, and tells when something differs. Call it on the queue.
-  void refresh();
+  void refresh() override;
 
  private:
   struct Reading {

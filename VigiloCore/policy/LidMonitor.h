@@ -17,6 +17,8 @@ class LidMonitoring {
   virtual void onLidStateChanged(Callback callback) = 0;
   virtual void start() = 0;
   virtual void stop() = 0;
+  // Asks now and keeps the answer; may block for two seconds. False where there is no lid or nobody who knows.
+  virtual bool queryClamshellState() = 0;
 };
 
 // Remembers whether the lid was closed when it was last asked for. It neither polls nor subscribes, and it
@@ -29,8 +31,7 @@ class LidMonitor final : public LidMonitoring {
  public:
   explicit LidMonitor(LidStateProvider& provider) : provider_(provider) { queryClamshellState(); }
 
-  // Asks now and keeps the answer. False where there is no lid or nobody who knows.
-  bool queryClamshellState();
+  bool queryClamshellState() override;
   bool isLidClosed() const override;
   void onLidStateChanged(Callback callback) override;
   void start() override;

@@ -18,6 +18,8 @@ class ThermalMonitoring {
   virtual void onThermalStateChanged(Callback callback) = 0;
   virtual void start() = 0;
   virtual void stop() = 0;
+  // For the time after a suspend: reads again, and tells when it differs. Call it on the monitor's queue.
+  virtual void refresh() = 0;
 };
 
 // Keeps the machine's thermal pressure at hand and tells when the platform reports a change.
@@ -34,8 +36,7 @@ class ThermalMonitor final : public ThermalMonitoring {
   void onThermalStateChanged(Callback callback) override;
   void start() override;
   void stop() override;
-  // For the time after a suspend: reads again, and tells when the state differs. Call it on the queue.
-  void refresh();
+  void refresh() override;
 
  private:
   SystemThermalState read() const { return fromProcessInfoThermalState(provider_.thermalState()); }
