@@ -14,6 +14,7 @@
 #include "VigiloApp/HostControl.h"
 #include "VigiloApp/HostLog.h"
 #include "VigiloApp/InstanceLock.h"
+#include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
 #include "helper/VigiloWritePolicy.h"
 #include "platform/Platform.h"
@@ -49,8 +50,8 @@ std::string helperText(const DeepSleepStatus& helper) {
   return "no helper answers: a closed lid suspends until one runs (VigiloHelper, as root)";
 }
 
-// Everything that the host is made of, in the order in which it is built. The queues stand first: they are the last to
-// go, and `run` brings them to rest before anything else is destroyed.
+// Everything that the host is made of, in the order in which it is built. The queues stand first: they are
+// the last to go, and `run` brings them to rest before anything else is destroyed.
 class Host {
  public:
   explicit Host(const Directories& directories);
@@ -83,7 +84,8 @@ class Host {
   const std::shared_ptr<DeepSleepController> deep_;
   const std::shared_ptr<BatteryMonitor> battery_ =
       std::make_shared<BatteryMonitor>(*platform_.powerSource, *main_, Date::now);
-  const std::shared_ptr<ThermalMonitor> thermal_ = std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
+  const std::shared_ptr<ThermalMonitor> thermal_ =
+      std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
   std::shared_ptr<AppCoordinator> coordinator_;
   std::unique_ptr<StatusSource> status_;
@@ -138,7 +140,8 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get()}) queue->stopAndWait();
-  if (const auto error = defaults_->synchronize()) std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
+  if (const auto error = defaults_->synchronize())
+    std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
   SettingsStore::installShared(nullptr);
   return exitOk;
 }
@@ -170,12 +173,17 @@ void Host::introduce() {
 }
 
 std::string Host::introduction(const DeepSleepStatus& helper) const {
-  const auto row = [](const char* name, const std::string& text) { return std::string("  ") + name + text + "\n"; };
-  return "Vigilo keeps this machine awake while coding agents work. Ctrl-C ends it and releases everything.\n" +
-         row("hooks      ", receiver_->isRunning() ? directories_.hookSocket()
-                                                   : "not received: the socket could not be made (see the log)") +
-         row("idle hold  ", platform_.powerAssertions->description()) + row("deep hold  ", helperText(helper)) +
-         row("lid        ", platform_.lidState->description()) + row("power      ", powerText(battery_->currentSnapshot())) +
+  const auto row = [](const char* name, const std::string& text) {
+    return std::string("  ") + name + text + "\n";
+  };
+  return "Vigilo keeps this machine awake while coding agents work. Ctrl-C ends it and releases "
+         "everything.\n" +
+         row("hooks      ", receiver_->isRunning()
+                                ? directories_.hookSocket()
+                                : "not received: the socket could not be made (see the log)") +
+         row("idle hold  ", platform_.powerAssertions->description()) +
+         row("deep hold  ", helperText(helper)) + row("lid        ", platform_.lidState->description()) +
+         row("power      ", powerText(battery_->currentSnapshot())) +
          row("thermal    ", platform_.thermalState->description()) +
          row("settings   ", directories_.preferences + "/com.vigilo.app.toml");
 }
@@ -214,10 +222,11 @@ int runHost(const Directories& directories, HostOptions options) {
   if (const auto problem = homeProblem(directories)) return refuse(exitNoPermission, *problem);
   const auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::host, lockPatienceMs);
   if (lock.holder) {
-    return refuse(exitAlreadyRunning, "a host of this user runs already (process " + std::to_string(lock.holder->pid) +
-                                          "). `vigilo status` asks it.");
+    return refuse(exitAlreadyRunning, "a host of this user runs already (process " +
+                                          std::to_string(lock.holder->pid) + "). `vigilo status` asks it.");
   }
-  if (!lock.lock) return refuse(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
+  if (!lock.lock)
+    return refuse(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
   std::signal(SIGPIPE, SIG_IGN);
   HostLog log(options.verbose);
   installLogSink(&log);

@@ -8,12 +8,14 @@ namespace vigilo {
 
 HostLog::HostLog(bool verbose) {
   const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
-  if (onTerminal) terminal_ = std::make_unique<StandardErrorSink>(verbose ? LogLevel::debug : LogLevel::error);
+  if (onTerminal)
+    terminal_ = std::make_unique<StandardErrorSink>(verbose ? LogLevel::debug : LogLevel::error);
   if (!onTerminal || hasLogService()) system_ = makeSystemLogSink("vigilo");
 }
 
 bool HostLog::accepts(LogLevel level) const noexcept {
-  return (terminal_ != nullptr && terminal_->accepts(level)) || (system_ != nullptr && system_->accepts(level));
+  return (terminal_ != nullptr && terminal_->accepts(level)) ||
+         (system_ != nullptr && system_->accepts(level));
 }
 
 void HostLog::write(LogLevel level, std::string_view subsystem, std::string_view category,

@@ -7,8 +7,8 @@
 
 namespace vigilo {
 
-// Where the host's log lines go: to the machine's log service; and on a terminal to the terminal as well, errors only
-// unless `verbose`. Thread-safe.
+// Where the host's log lines go: to the machine's log service; and on a terminal to the terminal as well,
+// errors only unless `verbose`. Thread-safe.
 class HostLog final : public LogSink {
  public:
   explicit HostLog(bool verbose);

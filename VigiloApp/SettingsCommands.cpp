@@ -57,21 +57,28 @@ ControlResponse set(const ControlRequest& request, SettingsStore& settings) {
 }
 
 ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
-  if (!request.seconds || !(*request.seconds > 0)) return answer(exitUsage, "vigilo: a pause needs a duration");
+  if (!request.seconds || !(*request.seconds > 0))
+    return answer(exitUsage, "vigilo: a pause needs a duration");
   settings.pause(*request.seconds);
   const auto until = settings.pauseUntil();
-  return answer(exitOk, "paused for " + durationText(*request.seconds) + (until ? ", until " + localTime(*until) : ""));
+  return answer(
+      exitOk, "paused for " + durationText(*request.seconds) + (until ? ", until " + localTime(*until) : ""));
 }
 
 ControlResponse change(const ControlRequest& request, SettingsStore& settings) {
   switch (request.command) {
-    case ControlCommand::setSetting: return set(request, settings);
-    case ControlCommand::pause: return pause(request, settings);
-    case ControlCommand::resume: settings.resume(); return answer(exitOk, "the pause has ended");
+    case ControlCommand::setSetting:
+      return set(request, settings);
+    case ControlCommand::pause:
+      return pause(request, settings);
+    case ControlCommand::resume:
+      settings.resume();
+      return answer(exitOk, "the pause has ended");
     case ControlCommand::resetSettings:
       settings.resetToDefaults();
       return answer(exitOk, "every setting is at its default, but for launchAtLogin");
-    default: return answer(exitUsage, "vigilo: not a command on settings");
+    default:
+      return answer(exitUsage, "vigilo: not a command on settings");
   }
 }
 
@@ -104,12 +111,14 @@ ControlResponse settingsCommand(const Directories& directories, const ControlReq
     auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
     if (lock.lock) return withoutHost(directories, request);
     if (lock.error != 0) {
-      return answer(exitNoPermission, "vigilo: " + directories.instanceLock() + ": " + std::strerror(lock.error));
+      return answer(exitNoPermission,
+                    "vigilo: " + directories.instanceLock() + ": " + std::strerror(lock.error));
     }
     // A host that does not listen yet, or not any more.
     std::this_thread::sleep_for(attemptInterval);
   }
-  return answer(exitUnavailable, "vigilo: a host holds the settings but does not answer. End it and try again.");
+  return answer(exitUnavailable,
+                "vigilo: a host holds the settings but does not answer. End it and try again.");
 }
 
 std::string settingsTable(const std::vector<SettingEntry>& entries) {
@@ -126,8 +135,8 @@ std::string settingsTable(const std::vector<SettingEntry>& entries) {
   std::string table;
   for (const auto& entry : entries) {
     const bool differs = entry.value != entry.defaultValue;
-    table += (differs ? "* " : "  ") + pad(entry.key, keyWidth) + "  " + pad(entry.value, valueWidth) + "  (" +
-             (differs ? "default " + entry.defaultValue + "; " : "") + entry.allowed + ")\n";
+    table += (differs ? "* " : "  ") + pad(entry.key, keyWidth) + "  " + pad(entry.value, valueWidth) +
+             "  (" + (differs ? "default " + entry.defaultValue + "; " : "") + entry.allowed + ")\n";
   }
   return table;
 }

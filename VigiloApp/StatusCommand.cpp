@@ -34,7 +34,8 @@ int statusCommand(const Directories& directories, StatusOptions options) {
   int exitCode = exitOk;
   bool hostRuns = true;
   if (options.follow) {
-    hostRuns = client.follow([&](const ControlResponse& response) { return show(response, options, exitCode); });
+    hostRuns =
+        client.follow([&](const ControlResponse& response) { return show(response, options, exitCode); });
   } else if (const auto response = client.request({.command = ControlCommand::status})) {
     show(*response, options, exitCode);
   } else {

@@ -21,15 +21,17 @@ int report(const ControlResponse& response) {
 }
 
 int set(const Directories& directories, const std::string& key, const std::string& value) {
-  return report(settingsCommand(directories, {.command = ControlCommand::setSetting, .key = key, .value = value}));
+  return report(
+      settingsCommand(directories, {.command = ControlCommand::setSetting, .key = key, .value = value}));
 }
 
 int pause(const Directories& directories, const std::string& text) {
   const auto seconds = parseDuration(text);
   if (!seconds) {
-    std::fprintf(stderr,
-                 "vigilo: \"%s\" is not a duration. Write one such as 90s, 30m or 1h30m: one second to 30 days.\n",
-                 text.c_str());
+    std::fprintf(
+        stderr,
+        "vigilo: \"%s\" is not a duration. Write one such as 90s, 30m or 1h30m: one second to 30 days.\n",
+        text.c_str());
     return exitUsage;
   }
   return report(settingsCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
@@ -40,8 +42,10 @@ int listSettings(const Directories& directories, const std::string& onlyKey) {
       settingsCommand(directories, {.command = ControlCommand::listSettings,
                                     .key = onlyKey.empty() ? std::nullopt : std::optional(onlyKey)});
   if (!response.settings) return report(response);
-  if (onlyKey.empty()) std::fputs(settingsTable(*response.settings).c_str(), stdout);
-  else for (const auto& entry : *response.settings) std::printf("%s\n", entry.value.c_str());
+  if (onlyKey.empty())
+    std::fputs(settingsTable(*response.settings).c_str(), stdout);
+  else
+    for (const auto& entry : *response.settings) std::printf("%s\n", entry.value.c_str());
   return report(response);
 }
 
@@ -50,13 +54,15 @@ int listSettings(const Directories& directories, const std::string& onlyKey) {
 int main(int argc, char** argv) {
   const Directories directories = Directories::ofCurrentUser();
   int exitCode = exitOk;
-  CLI::App app{"Keeps this machine awake while coding agents work, and lets it sleep when they are done.", "vigilo"};
+  CLI::App app{"Keeps this machine awake while coding agents work, and lets it sleep when they are done.",
+               "vigilo"};
   app.set_version_flag("--version", std::string("vigilo " VIGILO_VERSION));
   app.require_subcommand(1);
 
   HostOptions hostOptions;
   auto* run = app.add_subcommand("run", "Run the host in the foreground until Ctrl-C");
-  run->add_flag("-v,--verbose", hostOptions.verbose, "On a terminal: show every log line, not decisions and errors only");
+  run->add_flag("-v,--verbose", hostOptions.verbose,
+                "On a terminal: show every log line, not decisions and errors only");
   run->callback([&] { exitCode = runHost(directories, hostOptions); });
 
   StatusOptions statusOptions;
@@ -65,7 +71,9 @@ int main(int argc, char** argv) {
   status->add_flag("--follow", statusOptions.follow, "Go on, and tell each change");
   status->callback([&] { exitCode = statusCommand(directories, statusOptions); });
 
-  app.add_subcommand("enable", "Turn protection on")->callback([&] { exitCode = set(directories, "masterEnabled", "true"); });
+  app.add_subcommand("enable", "Turn protection on")->callback([&] {
+    exitCode = set(directories, "masterEnabled", "true");
+  });
   app.add_subcommand("disable", "Turn protection off until it is enabled again")->callback([&] {
     exitCode = set(directories, "masterEnabled", "false");
   });
@@ -81,7 +89,8 @@ int main(int argc, char** argv) {
   std::string onOrOff;
   auto* hold = app.add_subcommand("hold", "Hold the machine awake with or without agents");
   hold->add_option("on|off", onOrOff)->required()->check(CLI::IsMember({"on", "off"}));
-  hold->callback([&] { exitCode = set(directories, "manualHoldEnabled", onOrOff == "on" ? "true" : "false"); });
+  hold->callback(
+      [&] { exitCode = set(directories, "manualHoldEnabled", onOrOff == "on" ? "true" : "false"); });
 
   std::string key;
   std::string value;
@@ -95,7 +104,8 @@ int main(int argc, char** argv) {
   setCommand->add_option("VALUE", value)->required();
   setCommand->callback([&] { exitCode = set(directories, key, value); });
   auto* reset = settings->add_subcommand("reset", "Set every setting to its default");
-  reset->callback([&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
+  reset->callback(
+      [&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
   settings->callback([&] {
     if (settings->get_subcommands().empty()) exitCode = listSettings(directories, "");
   });
@@ -105,9 +115,8 @@ int main(int argc, char** argv) {
   helper->add_subcommand("status", "Tell whether a helper runs and what it holds")->callback([&] {
     exitCode = helperStatusCommand(directories);
   });
-  helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")->callback([&] {
-    exitCode = helperUninstallCommand(directories);
-  });
+  helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
+      ->callback([&] { exitCode = helperUninstallCommand(directories); });
 
   try {
     app.parse(argc, argv);

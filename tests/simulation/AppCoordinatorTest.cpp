@@ -98,7 +98,8 @@ TEST_F(AppCoordinatorTest, EachSafetyBlockReleasesBothHoldsAtOnce) {
          world.machine.setBattery(false, 80);
        },
        [&] { world.machine.setBattery(true, 80); }},
-      {"Thermal critical safety cutoff", [&] { world.machine.setThermal(3); }, [&] { world.machine.setThermal(2); }},
+      {"Thermal critical safety cutoff", [&] { world.machine.setThermal(3); },
+       [&] { world.machine.setThermal(2); }},
   };
   work();
   for (const auto& block : blocks) {

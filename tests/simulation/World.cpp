@@ -13,7 +13,8 @@ class FakeAssertions final : public PowerAssertions {
     for (const auto identifier : own_) machine_.assertions.erase(identifier);
   }
 
-  Result<std::uint32_t, PowerAssertionError> create(PowerAssertionType type, const std::string& name) override {
+  Result<std::uint32_t, PowerAssertionError> create(PowerAssertionType type,
+                                                    const std::string& name) override {
     if (machine_.assertionsFail) return PowerAssertionError{13};
     const bool display = type == PowerAssertionType::preventUserIdleDisplaySleep;
     machine_.actions.push_back((display ? "display+ " : "idle+ ") + name);
@@ -133,9 +134,9 @@ class World::Transport final : public HelperTransport {
 };
 
 World::World() {
-  const char* folder = std::getenv("TMPDIR");
-  stateFile_ = std::string(folder != nullptr ? folder : "/tmp") + "/vigilo-simulation." + std::to_string(::getpid()) +
-               "." + std::to_string(reinterpret_cast<std::uintptr_t>(this));
+  // In memory where there is such a folder: a simulated week saves the record tens of thousands of times.
+  stateFile_ = std::string(::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") + "/vigilo-simulation." +
+               std::to_string(::getpid()) + "." + std::to_string(reinterpret_cast<std::uintptr_t>(this));
 }
 
 World::~World() {

@@ -15,10 +15,12 @@
 
 namespace vigilo::test {
 
-// What the system did to the machine, in order: "idle+ Vigilo: Claude Code working", "idle-", "sleep off", "sleep on".
+// What the system did to the machine, in order: "idle+ Vigilo: Claude Code working", "idle-", "sleep off",
+// "sleep on".
 using Actions = std::vector<std::string>;
 
-// The machine as the whole system sees it: power, temperature, lid, assertions and the sleep setting, all in memory.
+// The machine as the whole system sees it: power, temperature, lid, assertions and the sleep setting, all in
+// memory.
 struct Machine {
   Actions actions;
   std::set<std::uint32_t> assertions;  // that stand
@@ -40,9 +42,9 @@ struct Machine {
   void setThermal(int state);
 };
 
-// The whole system in virtual time: the host's coordinator with everything below it, joined without sockets to the
-// helper's request handler and lease store, which keeps its record in a real file. Host and helper can be killed and
-// started again by themselves.
+// The whole system in virtual time: the host's coordinator with everything below it, joined without sockets
+// to the helper's request handler and lease store, which keeps its record in a real file. Host and helper can
+// be killed and started again by themselves.
 class World {
  public:
   World();
