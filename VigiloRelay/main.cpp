@@ -92,8 +92,8 @@ void readStandardInput(HookInput& input, bool mayWait) {
 }
 
 void sendEvent(const Arguments& arguments) {
-  static HookInput input;
-  static EventText text;
+  HookInput input;
+  EventText text;
   if (arguments.object.empty()) {
     readStandardInput(input, arguments.sessionId.empty());
   } else {
