@@ -86,9 +86,9 @@ struct HookEventReceiver::Listener {
 
 const std::string& HookEventReceiver::defaultSocketPath() {
   static const std::string path = [] {
-    const std::string home = homeFolder();
+    std::string home = homeFolder();
     if (home.empty()) fatal("this account has no home folder");
-    return hookSocketPath(home);
+    return home.append(hookSocketBelowHome);
   }();
   return path;
 }
