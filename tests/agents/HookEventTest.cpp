@@ -97,6 +97,7 @@ TEST(HookEvent, MalformedBytesAreAnErrorWithAPrintableReason) {
       {"", "not valid JSON (byte 1 of 0)"},
       {"not json", "not valid JSON (byte 2 of 8)"},
       {whole + "x", "not valid JSON (byte 37 of 37)"},
+      {whole + std::string("\0x", 2), "not valid JSON (byte 37 of 38)"},
       {"[]", "expected an object"},
       {"5", "expected an object"},
       {"\"agent\"", "expected an object"},

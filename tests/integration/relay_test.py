@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the built vigilo-relay against a listening socket, the way agents run it.
 
-relay_test.py <path of vigilo-relay>
+VIGILO_BIN names the folder of the built programs.
 """
 import json
 import os
@@ -10,13 +10,12 @@ import pwd
 import random
 import socket
 import subprocess
-import sys
 import tempfile
 import threading
 import time
 import unittest
 
-RELAY = os.path.abspath(sys.argv.pop(1))
+RELAY = os.path.join(os.path.abspath(os.environ["VIGILO_BIN"]), "vigilo-relay")
 BELOW_HOME = "Library/Application Support/Vigilo/run/vigilo.sock"
 WORKING = ["--agent", "claude", "--state", "working"]
 HOOK = {"session_id": "c353b3b5", "transcript_path": "/t.jsonl", "cwd": "/Users/me/proj",
