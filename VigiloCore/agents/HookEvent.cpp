@@ -64,6 +64,10 @@ class EventReader {
 
   explicit EventReader(std::size_t size) : size_(size) {}
 
+  std::string invalidAt(std::size_t byte) const {
+    return "not valid JSON (byte " + std::to_string(byte) + " of " + std::to_string(size_) + ")";
+  }
+
   bool null() { return scalar(); }
   bool boolean(bool) { return scalar(); }
   bool binary(Json::binary_t&) { return scalar(); }
@@ -176,7 +180,7 @@ bool EventReader::number(double real, std::optional<std::int64_t> whole) {
 bool EventReader::parse_error(std::size_t position, const std::string&, const Json::exception& what) {
   // The library's own text quotes the input, which need not be printable.
   if (dynamic_cast<const Json::parse_error*>(&what) == nullptr) return fail("a number is out of range");
-  error = "not valid JSON (byte " + std::to_string(position) + " of " + std::to_string(size_) + ")";
+  error = invalidAt(position);
   return false;
 }
 
@@ -224,6 +228,10 @@ HookEvent HookEvent::of(AgentType agent, AgentState state, Date timestamp, std::
 
 Result<HookEvent, DecodeError> decodeHookEvent(std::string_view bytes, Date now) {
   EventReader reader(bytes.size());
+  // The library takes a zero byte for the end and would not look at what follows.
+  if (const auto zero = bytes.find('\0'); zero != std::string_view::npos) {
+    return DecodeError{reader.invalidAt(zero + 1)};
+  }
   if (!Json::sax_parse(bytes.begin(), bytes.end(), &reader)) return DecodeError{std::move(reader.error)};
   if (!reader.hasAgent) return DecodeError{"agent: expected a string"};
   if (!reader.hasState) return DecodeError{"state: expected a string"};
