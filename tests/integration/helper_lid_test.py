@@ -17,6 +17,10 @@ class HelperLidTest(harness.TestCase):
 
 
 class Scenario(harness.TestCase):
+    def setUp(self):
+        super().setUp()
+        harness.hide_journal()
+
     def suspends(self):
         return pathlib.Path(os.environ["VIGILO_SYSTEMD1_LOG"]).read_text().splitlines()
 
