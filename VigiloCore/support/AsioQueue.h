@@ -22,6 +22,7 @@ class AsioQueue final : public Queue {
   CancelToken timer(Duration first, Duration interval, Task task) override;
   CancelToken readSource(int fd, Task task) override;
   bool isCurrent() const override;
+  // After `stopAndWait` the task runs in place, so that whoever closes down late does not wait for ever.
   void sync(const Task& task) override;
 
   // Main queue only: serves the queue on the calling thread until `stop`.
