@@ -2,7 +2,7 @@
 // to the delegate, compared with a server that only accepts, reads, writes and closes. Sixteen client
 // processes, one event a connection. Prints one line per round and a verdict line.
 //
-//   hook_receiver_bench [events per client] [rounds]
+//   hook_receiver_bench [events per client] [rounds] [clients]
 #include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -28,7 +28,7 @@ namespace {
 
 using namespace vigilo;
 
-constexpr int clients = 16;
+int clients = 16;
 
 struct Round {
   double eventsPerSecond = 0;
@@ -127,7 +127,7 @@ Round measure(int events, bool withReceiver) {
     }));
   }
   const auto begin = std::chrono::steady_clock::now();
-  const std::string open(clients, 'g');
+  const std::string open(static_cast<std::size_t>(clients), 'g');
   (void)!::write(gate[1], open.data(), open.size());
   Round round;
   for (const pid_t client : running) {
@@ -155,6 +155,7 @@ Round measure(int events, bool withReceiver) {
 int main(int argc, char** argv) {
   const int events = argc > 1 ? std::atoi(argv[1]) : 10000;
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+  if (argc > 3) clients = std::atoi(argv[3]);
   double receiverBest = 0, minimalBest = 0;
   long lost = 0, failed = 0;
   for (int i = 0; i < rounds; ++i) {
