@@ -218,7 +218,8 @@ Result<SessionConnection::Inhibition, Error> SessionConnection::inhibit(SessionS
     const LockGuard guard(bus_->mutex);
     const auto proxy = bus_->proxyOf(service);
     const std::string application = "Vigilo";
-    auto call = proxy->callMethod(namesOf(service).inhibit);
+    const std::string method = namesOf(service).inhibit;  // the call refers to it
+    auto call = proxy->callMethod(method);
     call.onInterface(namesOf(service).interface).withTimeout(callLimit);
     Inhibition inhibition{service, 0, {}};
     if (service == SessionService::portal) {
