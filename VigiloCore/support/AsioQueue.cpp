@@ -118,10 +118,7 @@ std::unique_ptr<AsioQueue> AsioQueue::mainQueue() {
 }
 
 AsioQueue::~AsioQueue() {
-  stop();
-  if (!loop_->thread.joinable()) return;
-  if (isCurrent()) fatal("a queue was destroyed on its own thread: " + label());
-  loop_->thread.join();
+  stopAndWait();
 }
 
 void AsioQueue::async(Task task) {
@@ -204,6 +201,13 @@ void AsioQueue::run() {
 
 void AsioQueue::stop() {
   loop_->context.stop();
+}
+
+void AsioQueue::stopAndWait() {
+  stop();
+  if (!loop_->thread.joinable()) return;
+  if (isCurrent()) fatal("a queue was ended on its own thread: " + label());
+  loop_->thread.join();
 }
 
 void AsioQueue::onSignal(std::initializer_list<int> signals, std::function<void(int)> handler) {

@@ -28,6 +28,8 @@ class AsioQueue final : public Queue {
   void run();
   // Ends `run`, or the thread, after the task that is running.
   void stop();
+  // The same, and waits for the thread's end; nothing runs on this queue afterwards.
+  void stopAndWait();
   // Calls `handler` on this queue for each delivery of one of the signals, from now on.
   void onSignal(std::initializer_list<int> signals, std::function<void(int)> handler);
 
