@@ -1,0 +1,170 @@
+#include "usage/ClaudeProjectLogs.h"
+
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "support/Uuid.h"
+#include "usage/LogFolder.h"
+#include "usage/ModelRateCard.h"
+#include "usage/UsageJson.h"
+
+namespace vigilo {
+namespace {
+
+using usagejson::check;
+using usagejson::count;
+using usagejson::fields;
+using usagejson::isObject;
+using usagejson::text;
+using usagejson::Value;
+
+constexpr const char* source = "claude-project-log";
+constexpr std::string_view assumedModel = "claude-3-5-sonnet";
+constexpr std::int64_t assumedWindow = 200000;
+
+// What one line says. Texts belong to the reader.
+struct Line {
+  std::optional<std::string_view> type, sessionId, messageId, uuid, model, timestamp;
+  bool hasUsage = false;
+  std::optional<std::int64_t> input, output, cacheRead, cacheWrite, thinking;
+
+  bool read(usagejson::ObjectReader& json, std::string_view line) {
+    return json.read(line, [this](std::string_view key, Value& value) {
+      if (key == "type") return text(value, type);
+      if (key == "message") return readMessage(value);
+      if (key == "sessionId") return text(value, sessionId);
+      if (key == "uuid") return text(value, uuid);
+      if (key == "timestamp") return text(value, timestamp);
+      return check(value);
+    });
+  }
+
+  // Zero where there is nothing to count.
+  std::int64_t total() const {
+    if (!hasUsage || (type != "assistant" && type != "result")) return 0;
+    return input.value_or(0) + output.value_or(0) + cacheRead.value_or(0) + cacheWrite.value_or(0);
+  }
+
+ private:
+  bool readMessage(Value& message) {
+    return fields(message, [this](std::string_view key, Value& value) {
+      if (key == "id") return text(value, messageId);
+      if (key == "model") return text(value, model);
+      if (key == "usage") return readUsage(value);
+      return check(value);
+    });
+  }
+
+  bool readUsage(Value& usage) {
+    hasUsage = isObject(usage);
+    return fields(usage, [this](std::string_view key, Value& value) {
+      if (key == "input_tokens") return count(value, input);
+      if (key == "output_tokens") return count(value, output);
+      if (key == "cache_read_input_tokens") return count(value, cacheRead);
+      if (key == "cache_creation_input_tokens") return count(value, cacheWrite);
+      if (key == "output_tokens_details") return readDetails(value);
+      return check(value);
+    });
+  }
+
+  bool readDetails(Value& details) {
+    return fields(details, [this](std::string_view key, Value& value) {
+      return key == "thinking_tokens" ? count(value, thinking) : check(value);
+    });
+  }
+};
+
+// Fractions of a second are not accepted: such a line counts as of when it is read, whatever day it is from.
+std::optional<Date> lineTime(const std::optional<std::string_view>& timestamp) {
+  if (!timestamp || timestamp->find('.') != std::string_view::npos) return std::nullopt;
+  return Date::fromIso8601(*timestamp);
+}
+
+class Visitor final : public LogVisitor {
+ public:
+  Visitor(Date now, const UsageSource::Sink& onEvent) : now_(now), onEvent_(onEvent) {}
+
+  void beginFile(const std::string& path, bool) override {
+    fileName_ = std::filesystem::path(path).stem().string();
+  }
+
+  // Every line with usage has the key; within a text the quotes would be escaped.
+  bool concerns(std::string_view line) const override {
+    static constexpr std::string_view key = "\"usage\"";
+    return ::memmem(line.data(), line.size(), key.data(), key.size()) != nullptr;
+  }
+
+  bool takeLine(std::string_view text, std::size_t index) override {
+    Line line;
+    if (!line.read(json_, text)) return false;
+    if (line.total() < 1) return true;
+    newest_ = eventOf(line, index);
+    onEvent_(*newest_);
+    return true;
+  }
+
+  const std::optional<UsageEvent>& newest() const { return newest_; }
+
+ private:
+  UsageEvent eventOf(const Line& line, std::size_t index) const {
+    const std::optional<std::string> model(line.model.value_or(assumedModel));
+    const std::string sessionId(line.sessionId ? *line.sessionId : fileName_);
+    std::string turnId = line.messageId ? std::string(*line.messageId)
+                         : line.uuid    ? std::string(*line.uuid)
+                                        : sessionId + "_turn_" + std::to_string(index);
+    return UsageEvent::make(
+        {.id = makeUuid(),
+         .agentType = AgentType::claude,
+         .sessionId = sessionId,
+         .turnId = std::move(turnId),
+         .modelId = model,
+         .inputTokens = line.input,
+         .outputTokens = line.output,
+         .cachedTokens = line.cacheRead,
+         .cacheWriteTokens = line.cacheWrite,
+         .reasoningTokens = line.thinking,
+         .totalTokens = line.total(),
+         .contextWindow = ModelRateCard::contextWindow(model).value_or(assumedWindow),
+         .costEstimateUSD = ModelRateCard::estimateCost(
+             model, {line.input, line.output, line.cacheRead, line.thinking, line.cacheWrite}),
+         .timestamp = lineTime(line.timestamp).value_or(now_),
+         .source = source});
+  }
+
+  const Date now_;
+  const UsageSource::Sink& onEvent_;
+  usagejson::ObjectReader json_;
+  std::string fileName_;  // without its extension
+  std::optional<UsageEvent> newest_;
+};
+
+class ClaudeProjectLogs final : public UsageSource {
+ public:
+  explicit ClaudeProjectLogs(std::string folder) : folder_(std::move(folder)) {}
+
+  void readNew(Date now, const Sink& onEvent) override {
+    Visitor visitor(now, onEvent);
+    folder_.readNew(visitor);
+    const auto& event = visitor.newest();
+    if (!event) return;
+    report_ = reportOf(*event, now);
+    report_->context = BudgetMetric<ContextBudget>::known(
+        ContextBudget::of(*event->contextWindow, *event->totalTokens), 1.0, source);
+    report_->lowBudgetAlert = report_->evaluateAlert();
+  }
+
+  std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
+
+ private:
+  LogFolder folder_;
+  std::optional<ProviderBudgetReport> report_;
+};
+
+}  // namespace
+
+std::unique_ptr<UsageSource> claudeProjectLogs(std::string folder) {
+  return std::make_unique<ClaudeProjectLogs>(std::move(folder));
+}
+
+}  // namespace vigilo

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "usage/LineReader.h"
+#include "usage/NewestLogFiles.h"
+
+namespace vigilo {
+
+// Takes what a log folder has that is new: `beginFile`, the lines of that file in their order, `endFile`.
+class LogVisitor {
+ public:
+  virtual ~LogVisitor() = default;
+
+  // `isFromStart`: nothing of what this file may have held before counts any more.
+  virtual void beginFile(const std::string& path, bool isFromStart) = 0;
+  // Whether the line is worth parsing: asked of every line, so it must be cheap.
+  virtual bool concerns(std::string_view line) const = 0;
+  // Parses one line that concerns, numbered from 0 within what is new in this file. False where it is no JSON
+  // object. LineReader::padding bytes behind it may be read.
+  virtual bool takeLine(std::string_view line, std::size_t index) = 0;
+  virtual void endFile() {}
+};
+
+// Follows an agent's folder of JSON Lines logs: of the five files modified last, oldest first, each poll
+// reads what was added since the one before, and opens no file that is as it was. A file that shrank or was
+// replaced is read from its start. How far each file was read is kept for as long as this object lives, some
+// hundred bytes for each file that was ever among the five. Nothing is logged: a file that vanishes, cannot
+// be opened or holds rubbish is an agent's everyday life. Not thread-safe.
+class LogFolder {
+ public:
+  static constexpr std::size_t filesFollowed = 5;
+
+  explicit LogFolder(std::string path) : path_(std::move(path)) {}
+
+  void readNew(LogVisitor& visitor);
+
+ private:
+  struct Known {
+    FileMark mark;
+    LineReader::Position position;
+  };
+
+  void readFile(const std::string& path, Known& known, LineReader& reader, LogVisitor& visitor);
+
+  const std::string path_;
+  std::unordered_map<std::string, Known> known_;
+};
+
+}  // namespace vigilo

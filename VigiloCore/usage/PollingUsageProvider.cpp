@@ -1,0 +1,81 @@
+#include "usage/PollingUsageProvider.h"
+
+#include <utility>
+
+namespace vigilo {
+
+PollingUsageProvider::PollingUsageProvider(AgentType agentType, std::unique_ptr<UsageSource> source,
+                                           Task onStarted, Queue& queue, Clock clock)
+    : agentType_(agentType),
+      source_(std::move(source)),
+      onStarted_(std::move(onStarted)),
+      queue_(queue),
+      clock_(std::move(clock)) {}
+
+PollingUsageProvider::~PollingUsageProvider() {
+  stopMonitoring();
+}
+
+void PollingUsageProvider::startMonitoring(UsageBatchHandler onEvents) {
+  auto monitoring = std::make_shared<Monitoring>(Monitoring{std::move(onEvents)});
+  const std::weak_ptr weak = monitoring;
+  {
+    const LockGuard guard(mutex_);
+    std::swap(monitoring_, monitoring);
+  }
+  queue_.async([this, weak] {
+    const auto live = weak.lock();
+    if (!live) return;
+    deliver(*live);
+    live->timer = queue_.timer(pollInterval, pollInterval, [this, weak] {
+      if (const auto stillLive = weak.lock()) deliver(*stillLive);
+    });
+    onStarted_();
+  });
+}
+
+void PollingUsageProvider::stopMonitoring() {
+  std::shared_ptr<Monitoring> ended;
+  {
+    const LockGuard guard(mutex_);
+    ended = std::exchange(monitoring_, nullptr);
+  }
+  ended.reset();
+  // A delivery that has begun ends first.
+  queue_.sync([] {});
+}
+
+std::vector<UsageEvent> PollingUsageProvider::readNew() {
+  std::vector<UsageEvent> events;
+  source_->readNew(clock_(), [&events](UsageEvent event) { events.push_back(std::move(event)); });
+  auto report = source_->latestReport();
+  const LockGuard guard(mutex_);
+  report_ = std::move(report);
+  return events;
+}
+
+void PollingUsageProvider::deliver(const Monitoring& monitoring) {
+  auto events = readNew();
+  if (!events.empty()) monitoring.onEvents(std::move(events));
+}
+
+std::vector<UsageEvent> PollingUsageProvider::pollLatestEvents() {
+  std::vector<UsageEvent> events;
+  queue_.sync([this, &events] {
+    events = readNew();
+    std::shared_ptr<Monitoring> monitoring;
+    {
+      const LockGuard guard(mutex_);
+      monitoring = monitoring_;
+    }
+    if (monitoring && !events.empty()) monitoring->onEvents(events);
+  });
+  return events;
+}
+
+std::optional<ProviderBudgetReport> PollingUsageProvider::latestBudgetReport() const {
+  const LockGuard guard(mutex_);
+  return report_;
+}
+
+}  // namespace vigilo
