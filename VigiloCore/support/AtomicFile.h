@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,16 @@ struct FileWriteOptions {
 // left. Thread-safe.
 std::optional<FileError> replaceFile(const std::string& path, std::string_view bytes,
                                      const WriteGate& mayWrite, FileWriteOptions options = {});
+// The same for content that lies in pieces: they are written one after another and never joined in memory.
+std::optional<FileError> replaceFile(const std::string& path, std::span<const std::string_view> pieces,
+                                     const WriteGate& mayWrite, FileWriteOptions options = {});
+
+// Brings a file that was replaced without `syncToDisk`, and its folder, to the disk.
+std::optional<FileError> syncFile(const std::string& path);
+
+// Removes the temporary files that processes killed in the middle of replacing `path` have left beside it.
+// Only for a path that nobody else writes.
+void removeLeftTemporaries(const std::string& path, const WriteGate& mayWrite);
 
 // The whole file. ENOENT where there is none; EFBIG beyond `limit` bytes.
 Result<std::string, FileError> readFile(const std::string& path, std::size_t limit = 16u << 20);

@@ -1,5 +1,7 @@
 #include "support/RecordCoding.h"
 
+#include <istream>
+
 namespace vigilo::coding {
 namespace {
 
@@ -22,6 +24,23 @@ Result<Json, DecodeError> parse(std::string_view text) {
     return invalidAt(error.byte);
   } catch (const Json::exception&) {
     return DecodeError{"a number is out of range"};
+  }
+}
+
+std::optional<DecodeError> parseLarge(std::istream& text, const Json::parser_callback_t& visit) {
+  try {
+    const Json remainder = Json::parse(text, visit);
+    // The library takes a zero byte for the end.
+    if (text.rdbuf()->sgetc() == std::istream::traits_type::eof()) return std::nullopt;
+    return DecodeError{"not valid JSON: bytes follow a zero byte"};
+  } catch (const Failure& failure) {
+    return DecodeError{failure.description()};
+  } catch (const Json::parse_error& error) {
+    return DecodeError{"not valid JSON (byte " + std::to_string(error.byte) + ")"};
+  } catch (const Json::exception&) {
+    return DecodeError{"a number is out of range"};
+  } catch (const std::ios_base::failure&) {
+    return DecodeError{"cannot be read"};
   }
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <concepts>
 #include <cstdint>
+#include <iosfwd>
 #include <limits>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -38,6 +39,9 @@ struct Failure {
 
 // Parses a whole document; the error of a malformed one says at which byte.
 Result<Json, DecodeError> parse(std::string_view text);
+// Parses a document that is too large to stand in memory: `visit` sees every value, takes what it needs, and
+// returns false for what is to be dropped at once. It may throw Failure.
+std::optional<DecodeError> parseLarge(std::istream& text, const Json::parser_callback_t& visit);
 std::string print(const Json& document, CoderOptions options);
 
 Json encodeDate(Date date, CoderOptions options);

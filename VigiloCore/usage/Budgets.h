@@ -37,10 +37,10 @@ struct ContextBudget {
 
 struct AccountQuotaBudget {
   double percentageRemaining = 0;
-  std::optional<double> usedPercent{};
-  std::optional<std::int64_t> windowMinutes{};
-  std::optional<Date> resetsAt{};
-  std::optional<std::string> planType{};
+  std::optional<double> usedPercent;
+  std::optional<std::int64_t> windowMinutes;
+  std::optional<Date> resetsAt;
+  std::optional<std::string> planType;
 
   // The percentage that remains is 100 less what is used, within 0 and 100.
   static AccountQuotaBudget ofUsedPercent(double usedPercent);
@@ -71,15 +71,15 @@ struct CostBudget {
 // unavailable, with "Quota unavailable" or "Context unavailable".
 struct ProviderBudgetReport {
   AgentType agentType{};
-  std::optional<std::string> sessionId{};
-  std::optional<std::string> modelId{};
-  BudgetMetric<ContextBudget> context{};
-  BudgetMetric<AccountQuotaBudget> quota{};
-  UsageMetrics sessionUsage{};
-  std::optional<CostBudget> cost{};
-  std::optional<LowBudgetAlert> lowBudgetAlert{};
-  Date lastUpdated{};
-  std::string source{};
+  std::optional<std::string> sessionId;
+  std::optional<std::string> modelId;
+  BudgetMetric<ContextBudget> context;
+  BudgetMetric<AccountQuotaBudget> quota;
+  UsageMetrics sessionUsage;
+  std::optional<CostBudget> cost;
+  std::optional<LowBudgetAlert> lowBudgetAlert;
+  Date lastUpdated;
+  std::string source;
 
   // The alert over what remains of context and quota.
   std::optional<LowBudgetAlert> evaluateAlert() const;

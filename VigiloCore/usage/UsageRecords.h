@@ -31,22 +31,22 @@ inline std::optional<double> plausibleAmount(std::optional<double> amount) {
 
 // One observation of token usage, normally one turn of a model.
 struct UsageEvent {
-  std::string id{};  // made by the provider; a repeated delivery may carry another one
+  std::string id;  // made by the provider; a repeated delivery may carry another one
   AgentType agentType{};
-  std::string sessionId{};
-  std::optional<std::string> turnId{};  // the agent's id of the turn or message
-  std::optional<std::string> modelId{};
-  std::optional<std::int64_t> inputTokens{};  // of the prompt, not served from cache
-  std::optional<std::int64_t> outputTokens{};
-  std::optional<std::int64_t> cachedTokens{};      // read from cache
-  std::optional<std::int64_t> cacheWriteTokens{};  // written to cache
-  std::optional<std::int64_t> reasoningTokens{};
-  std::optional<std::int64_t> totalTokens{};    // as reported by the agent
-  std::optional<std::int64_t> contextWindow{};  // the model's, in tokens
-  std::optional<double> costEstimateUSD{};
-  std::optional<double> quotaRemainingPercent{};
-  Date timestamp{};
-  std::string source{};  // where it was read: "claude-project-log"
+  std::string sessionId;
+  std::optional<std::string> turnId;  // the agent's id of the turn or message
+  std::optional<std::string> modelId;
+  std::optional<std::int64_t> inputTokens;  // of the prompt, not served from cache
+  std::optional<std::int64_t> outputTokens;
+  std::optional<std::int64_t> cachedTokens;      // read from cache
+  std::optional<std::int64_t> cacheWriteTokens;  // written to cache
+  std::optional<std::int64_t> reasoningTokens;
+  std::optional<std::int64_t> totalTokens;    // as reported by the agent
+  std::optional<std::int64_t> contextWindow;  // the model's, in tokens
+  std::optional<double> costEstimateUSD;
+  std::optional<double> quotaRemainingPercent;
+  Date timestamp;
+  std::string source;  // where it was read: "claude-project-log"
 
   // The event as new ones are made, `UsageEvent::make({.id = ..., .agentType = ...})`: an absent total is
   // filled with input + output + reasoning where that is at least 1. A sum that overflows is fatal.

@@ -1,0 +1,141 @@
+#include "usage/UsageStore.h"
+
+#include <atomic>
+#include <limits>
+#include <utility>
+
+#include "support/RecordCoder.h"
+#include "usage/LocalDay.h"
+
+namespace vigilo {
+namespace {
+
+constexpr Log logger{"com.vigilo.app", "usage.store"};
+
+std::atomic<UsageStore*> sharedStore = nullptr;
+
+}  // namespace
+
+UsageStore* UsageStore::shared() {
+  return sharedStore;
+}
+
+void UsageStore::installShared(UsageStore* store) {
+  sharedStore = store;
+}
+
+UsageStore::UsageStore(const Directories& directories, WriteGate mayWrite, Clock clock)
+    : clock_(std::move(clock)), file_(directories.vigilo() + "/usage_store.json", std::move(mayWrite)) {}
+
+void UsageStore::load() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+}
+
+void UsageStore::loadOnce() {
+  if (isLoaded_) return;
+  isLoaded_ = true;
+  auto loaded = file_.load();
+  ledger_ = std::move(loaded.ledger);
+  if (loaded.schemaVersion) {
+    logger.info("Loaded %ld usage events across %ld sessions from disk (schema v%ld)", ledger_.eventCount(),
+                ledger_.sessionCount(), *loaded.schemaVersion);
+  } else if (loaded.isOfOldFormat) {
+    logger.info("Migrated %ld usage events from legacy schema to schema v1", ledger_.eventCount());
+    save();
+  }
+}
+
+void UsageStore::save() {
+  const auto error = file_.save(ledger_);
+  isUnsaved_ = error.has_value();
+  isUnsynced_ = true;
+  if (error) {
+    if (saveFailure_.begins(error->description)) {
+      logger.error("Failed to save usage store: %s", error->description);
+    }
+  } else if (saveFailure_.ends()) {
+    logger.info("The usage store is saved again");
+  }
+}
+
+bool UsageStore::record(UsageEvent event) {
+  std::vector<UsageEvent> batch;
+  batch.push_back(std::move(event));
+  return record(std::move(batch)).front();
+}
+
+std::vector<bool> UsageStore::record(std::vector<UsageEvent> events) {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  std::vector<bool> isNew;
+  std::size_t added = 0;
+  std::size_t refused = 0;
+  for (UsageEvent& event : events) {
+    const auto addition = ledger_.add(std::move(event));
+    isNew.push_back(addition == UsageLedger::Addition::added);
+    added += addition == UsageLedger::Addition::added;
+    refused += addition == UsageLedger::Addition::refused;
+  }
+  if (refused > 0) logger.error("Refused %ld usage events whose figures are out of range", refused);
+  if (added > 0) save();
+  return isNew;
+}
+
+UsageSummary UsageStore::todaySummary() {
+  const Date start = LocalDay::containing(clock_()).start;
+  return summary(start, {std::numeric_limits<double>::infinity()});
+}
+
+UsageSummary UsageStore::summary(Date from, Date to) {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  return ledger_.summary([&](Date timestamp) { return from <= timestamp && timestamp <= to; });
+}
+
+std::vector<SessionUsageRecord> UsageStore::recentSessions(std::size_t limit) {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  return ledger_.recentSessions(limit);
+}
+
+std::vector<UsageEvent> UsageStore::allEvents() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  return ledger_.allEvents();
+}
+
+std::string UsageStore::exportPrivacySafeJSON() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  ExportPayload payload;
+  payload.exportedAt = clock_();
+  const LocalDay today = LocalDay::containing(payload.exportedAt);
+  payload.todaySummary = ledger_.summary([&](Date timestamp) { return today.contains(timestamp); });
+  payload.sessions = ledger_.recentSessions(ledger_.sessionCount());
+  payload.eventCount = static_cast<std::int64_t>(ledger_.eventCount());
+  return encodeRecord(payload, exportForm);
+}
+
+void UsageStore::reset() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  ledger_ = UsageLedger();
+  save();
+  logger.info("UsageStore reset completed.");
+}
+
+void UsageStore::syncToDisk() {
+  {
+    const LockGuard guard(mutex_);
+    if (isUnsaved_) save();
+    if (isUnsaved_ || !isUnsynced_) return;
+    isUnsynced_ = false;
+  }
+  // Not under the lock: the disk may need seconds, and what is replaced meanwhile is synced the next time.
+  if (const auto error = syncFile(file_.path())) {
+    logger.error("Failed to sync usage store: %s", error->description);
+  }
+}
+
+}  // namespace vigilo
