@@ -18,6 +18,22 @@ constexpr std::size_t mostSessions = 20000;
 
 }  // namespace
 
+// Hands each hook event to the sessions first, and then to the usage.
+class AppCoordinator::HookFanOut final : public HookEventReceiverDelegate {
+ public:
+  HookFanOut(std::shared_ptr<AgentStateCoordinator> agents, std::shared_ptr<UsageCoordinator> usage)
+      : agents_(std::move(agents)), usage_(std::move(usage)) {}
+
+  void didReceiveHookEvent(const HookEvent& event) override {
+    agents_->didReceiveHookEvent(event);
+    if (usage_ != nullptr) usage_->handleHookEvent(event);
+  }
+
+ private:
+  const std::shared_ptr<AgentStateCoordinator> agents_;
+  const std::shared_ptr<UsageCoordinator> usage_;
+};
+
 std::shared_ptr<AppCoordinator> AppCoordinator::create(Components components) {
   std::shared_ptr<AppCoordinator> coordinator(new AppCoordinator(std::move(components)));
   coordinator->setupSubscriptions();
@@ -63,13 +79,13 @@ void AppCoordinator::start() {
   evalTimer_ = parts_.mainQueue.timer(evaluationPeriod, evaluationPeriod, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->tick();
   });
-  // The usage coordinator starts here.
+  if (parts_.usageCoordinator != nullptr) parts_.usageCoordinator->start();
   evaluate();
 }
 
 void AppCoordinator::stop(std::function<void()> released) {
   evalTimer_.reset();
-  // The usage coordinator stops here.
+  if (parts_.usageCoordinator != nullptr) parts_.usageCoordinator->stop();
   if (parts_.hookReceiver != nullptr) parts_.hookReceiver->stop();
   parts_.batteryMonitor->stop();
   parts_.thermalMonitor->stop();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "HoldApplier.h"
+#include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
 #include "policy/BatteryMonitor.h"
@@ -42,7 +43,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<HookEventReceiver> hookReceiver;  // none in a simulation
+    std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -75,6 +77,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   std::function<void()> onEvaluated;
 
  private:
+  class HookFanOut;
+
   explicit AppCoordinator(Components components);
   void setupSubscriptions();
   void scheduleEvaluation();
@@ -91,6 +95,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   const WakePolicyEngine policyEngine_{};
   const Log log_{"com.vigilo.app", "coordinator"};
   HoldApplier holds_;
+
+  std::shared_ptr<HookFanOut> hookFanOut_;
 
   WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
   bool isBatteryBlocked_ = false;

@@ -130,6 +130,24 @@ struct Coding<std::map<std::string, T>> {
   }
 };
 
+// Keyed by an enumeration: an object keyed by its raw values.
+template <RawValued E, class T>
+struct Coding<std::map<E, T>> {
+  static Json encode(const std::map<E, T>& values, CoderOptions options) {
+    Json object = Json::object();
+    for (const auto& [key, value] : values) object[std::string(rawValue(key))] = coding::encode(value, options);
+    return object;
+  }
+  static std::map<E, T> decode(const Json& object, CoderOptions options) {
+    if (!object.is_object()) throw Failure("expected an object");
+    std::map<E, T> values;
+    for (const auto& [key, value] : object.items()) {
+      values.emplace(coding::decode<E>(Json(key), options), coding::decode<T>(value, options));
+    }
+    return values;
+  }
+};
+
 template <class T>
 struct IsOptional : std::false_type {};
 template <class T>

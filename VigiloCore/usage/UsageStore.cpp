@@ -105,7 +105,13 @@ std::vector<UsageEvent> UsageStore::allEvents() {
   return ledger_.allEvents();
 }
 
-std::string UsageStore::exportPrivacySafeJSON() {
+std::size_t UsageStore::eventCount() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  return ledger_.eventCount();
+}
+
+ExportPayload UsageStore::exportPayload() {
   const LockGuard guard(mutex_);
   loadOnce();
   ExportPayload payload;
@@ -114,7 +120,11 @@ std::string UsageStore::exportPrivacySafeJSON() {
   payload.todaySummary = ledger_.summary([&](Date timestamp) { return today.contains(timestamp); });
   payload.sessions = ledger_.recentSessions(ledger_.sessionCount());
   payload.eventCount = static_cast<std::int64_t>(ledger_.eventCount());
-  return encodeRecord(payload, exportForm);
+  return payload;
+}
+
+std::string UsageStore::exportPrivacySafeJSON() {
+  return encodeRecord(exportPayload(), exportForm);
 }
 
 void UsageStore::reset() {

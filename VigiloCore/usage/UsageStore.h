@@ -48,8 +48,11 @@ class UsageStore {
   // Newest activity first.
   std::vector<SessionUsageRecord> recentSessions(std::size_t limit);
   std::vector<UsageEvent> allEvents();
+  std::size_t eventCount();
 
-  // The ExportPayload as pretty-printed JSON with sorted keys and ISO 8601 dates.
+  // What leaves the machine when the user exports, and the same as pretty-printed JSON with sorted keys and
+  // ISO 8601 dates.
+  ExportPayload exportPayload();
   std::string exportPrivacySafeJSON();
 
   // Forgets everything and saves that.
