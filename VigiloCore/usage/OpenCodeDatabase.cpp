@@ -21,6 +21,8 @@ constexpr const char* query =
     "WHERE data LIKE '%\"tokens\"%'\n"
     "ORDER BY time_created DESC LIMIT 25;";
 
+constexpr std::string_view immutable = "?immutable=1";
+
 struct Close {
   void operator()(sqlite3* database) const { ::sqlite3_close(database); }
   void operator()(sqlite3_stmt* statement) const { ::sqlite3_finalize(statement); }
@@ -93,9 +95,9 @@ OpenCodeDatabase::State OpenCodeDatabase::state() const {
 
 // How to open the database; absent where that must wait.
 std::optional<std::string> OpenCodeDatabase::uri(const State& state) const {
-  const std::string plain = "file://" + percentEncoded(path_);
+  std::string plain = "file://" + percentEncoded(path_);
   if (!isInWalMode(path_)) return plain;
-  if (!state.log || state.log->size == 0) return plain + "?immutable=1";
+  if (!state.log || state.log->size == 0) return plain.append(immutable);
   if (!FileMark::of(path_ + "-shm")) return std::nullopt;
   return plain;
 }
@@ -107,8 +109,9 @@ std::vector<Message> OpenCodeDatabase::readChanged() {
   if (!name) return {};
   int status = SQLITE_OK;
   auto messages = select(*name, status);
+  if (status == SQLITE_BUSY || status == SQLITE_LOCKED) return {};
   // An immutable database is read without locks: if it changed meanwhile, the rows may be of two ages.
-  if (status == SQLITE_BUSY || status == SQLITE_LOCKED || state() != before) return {};
+  if (name->ends_with(immutable) && state() != before) return {};
   read_ = before;
   return messages;
 }
