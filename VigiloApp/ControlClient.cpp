@@ -9,7 +9,6 @@ namespace vigilo {
 namespace {
 
 constexpr int answerLimitMs = 5000;
-constexpr CoderOptions lineForm{DateCoding::iso8601, true, false};
 
 UniqueFd connectTo(const std::string& path) {
   UniqueFd fd = makeUnixSocket();
@@ -21,7 +20,7 @@ UniqueFd connectTo(const std::string& path) {
 }
 
 bool sendRequest(int fd, const ControlRequest& request) {
-  const std::string line = encodeRecord(request, lineForm) + "\n";
+  const std::string line = encodeRecord(request, controlForm) + "\n";
   return sendOnce(fd, line) == static_cast<ssize_t>(line.size());
 }
 
@@ -56,7 +55,7 @@ ControlResponse understand(const std::optional<std::string>& line) {
   failure.exitCode = exitUnavailable;
   failure.message = "The running host does not answer. If it hangs, end it and start it again.";
   if (!line) return failure;
-  auto response = decodeRecord<ControlResponse>(*line, lineForm);
+  auto response = decodeRecord<ControlResponse>(*line, controlForm);
   if (response) return *std::move(response);
   failure.message = "The running host's answer cannot be read (" + response.error().description +
                     "): it may be another version of Vigilo. Restart it.";

@@ -1,6 +1,7 @@
 #include "VigiloApp/ControlProtocol.h"
 
 #include "policy/WakeDecisionCoding.h"
+#include "usage/BudgetMetricCoding.h"
 
 namespace vigilo {
 
@@ -8,6 +9,9 @@ VIGILO_RECORD_CODING(SettingsReport);
 VIGILO_RECORD_CODING(StatusReport);
 VIGILO_RECORD_CODING(ControlRequest);
 VIGILO_RECORD_CODING(ControlResponse);
+// The lists that `--json` prints.
+template std::string encodeRecord(const std::vector<SessionUsageRecord>&, CoderOptions);
+template std::string encodeRecord(const std::vector<ProviderBudgetReport>&, CoderOptions);
 
 namespace {
 
@@ -21,17 +25,26 @@ void keepNewest(StatusReport& status, std::size_t count) {
   status.activeSessionsList.resize(count);
 }
 
+// Halves what can be left out; false when nothing is left to leave out.
+bool shorten(ControlResponse& response) {
+  if (response.status && !response.status->activeSessionsList.empty()) {
+    keepNewest(*response.status, response.status->activeSessionsList.size() / 2);
+    return true;
+  }
+  if (!response.usageSessions || response.usageSessions->empty()) return false;
+  response.usageSessions->resize(response.usageSessions->size() / 2);
+  return true;
+}
+
 }  // namespace
 
 std::string controlLine(ControlResponse response) {
-  constexpr CoderOptions form{DateCoding::iso8601, true, false};
   if (response.status) keepNewest(*response.status, mostSessions);
-  std::string line = encodeRecord(response, form) + "\n";
-  while (line.size() > controlMessageLimit && response.status &&
-         !response.status->activeSessionsList.empty()) {
-    keepNewest(*response.status, response.status->activeSessionsList.size() / 2);
-    line = encodeRecord(response, form) + "\n";
+  if (response.usageSessions && response.usageSessions->size() > mostSessions) {
+    response.usageSessions->resize(mostSessions);
   }
+  std::string line = encodeRecord(response, controlForm) + "\n";
+  while (line.size() > controlMessageLimit && shorten(response)) line = encodeRecord(response, controlForm) + "\n";
   return line;
 }
 

@@ -11,14 +11,16 @@
 #include <vector>
 
 #include "VigiloApp/StatusReport.h"
+#include "support/RecordCoder.h"
 #include "support/RecordFields.h"
 
 // What the commands and the running host say to each other over the control socket, which only its owner can
 // reach: one JSON line each way, then the host closes; after "follow" the host goes on, a line for each
-// change. Dates are ISO 8601.
+// change. Dates are seconds since 2001-01-01 00:00:00 UTC, so that none loses its fraction.
 namespace vigilo {
 
 inline constexpr int controlVersion = 1;
+inline constexpr CoderOptions controlForm{DateCoding::referenceSeconds, true, false};
 inline constexpr std::size_t controlMessageLimit = 64 * 1024;  // a line with its line feed
 // A follower that leaves more than this unread is dropped.
 inline constexpr std::size_t followerBacklogLimit = 1024 * 1024;
@@ -35,7 +37,19 @@ enum ExitCode : int {
   exitBadSettingsFile = 78,
 };
 
-enum class ControlCommand { status, follow, setSetting, resetSettings, listSettings, pause, resume };
+enum class ControlCommand {
+  status,
+  follow,
+  setSetting,
+  resetSettings,
+  listSettings,
+  pause,
+  resume,
+  usageSummary,   // from, to
+  usageSessions,  // limit, offset; as many as fit, newest first, and the number of events on record
+  usageReset,
+  budgets,
+};
 
 template <>
 struct RawValues<ControlCommand> {
@@ -46,7 +60,11 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::resetSettings, std::string_view("resetSettings")},
       std::pair{ControlCommand::listSettings, std::string_view("listSettings")},
       std::pair{ControlCommand::pause, std::string_view("pause")},
-      std::pair{ControlCommand::resume, std::string_view("resume")}};
+      std::pair{ControlCommand::resume, std::string_view("resume")},
+                                    std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
+                                    std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
+                                    std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
+                                    std::pair{ControlCommand::budgets, std::string_view("budgets")}};
 };
 
 struct ControlRequest {
@@ -55,11 +73,17 @@ struct ControlRequest {
   std::optional<std::string> key;
   std::optional<std::string> value;  // as the user typed it
   std::optional<double> seconds;     // of a pause
+  std::optional<Date> from, to;      // of a summary, both ends included
+  std::optional<std::int64_t> limit, offset;  // of sessions
 
   static constexpr auto fields() {
     using R = ControlRequest;
     return std::tuple{field("version", &R::version), field("command", &R::command), field("key", &R::key),
-                      field("value", &R::value), field("seconds", &R::seconds)};
+                      field("value", &R::value), field("seconds", &R::seconds),
+                      field("from", &R::from),
+                      field("to", &R::to),
+                      field("limit", &R::limit),
+                      field("offset", &R::offset)};
   }
 };
 
@@ -82,17 +106,26 @@ struct ControlResponse {
   int exitCode = exitOk;                              // for the command to end with
   std::optional<std::string> message;                 // for people; an error where exitCode is not 0
   std::optional<StatusReport> status;                 // status, follow
+  std::optional<UsageSummary> usageSummary;
+  std::optional<std::vector<SessionUsageRecord>> usageSessions;
+  std::optional<std::int64_t> usageEventCount;
+  std::optional<std::vector<ProviderBudgetReport>> budgets;
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
 
   static constexpr auto fields() {
     using R = ControlResponse;
     return std::tuple{field("version", &R::version), field("exitCode", &R::exitCode),
                       field("message", &R::message), field("status", &R::status),
-                      field("settings", &R::settings)};
+                      field("settings", &R::settings),
+                      field("usageSummary", &R::usageSummary),
+                      field("usageSessions", &R::usageSessions),
+                      field("usageEventCount", &R::usageEventCount),
+                      field("budgets", &R::budgets)};
   }
 };
 
-// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many.
+// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many; a list of used
+// sessions that does not fit loses its end, which its reader asks for next.
 std::string controlLine(ControlResponse response);
 
 }  // namespace vigilo

@@ -135,7 +135,7 @@ void ControlServer::begin(ReadyConnection ready) {
 }
 
 void ControlServer::dispatch(const std::shared_ptr<Connection>& connection, const std::string& line) {
-  const auto request = decodeRecord<ControlRequest>(line);
+  const auto request = decodeRecord<ControlRequest>(line, controlForm);
   if (!request) {
     return answer(connection, false,
                   refusal(exitUsage, "not a control request: " + request.error().description));

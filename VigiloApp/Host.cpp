@@ -17,6 +17,7 @@
 #include "VigiloApp/InstanceLock.h"
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
+#include "VigiloApp/UsageProviders.h"
 #include "helper/VigiloWritePolicy.h"
 #include "platform/Platform.h"
 #include "support/AsioQueue.h"
@@ -71,6 +72,8 @@ class Host {
   const std::unique_ptr<AsioQueue> holds_ = AsioQueue::withThread("com.vigilo.deepsleepcontroller");
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
+  const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
+  UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
   const Platform platform_ = Platform::ofThisMachine();
@@ -88,6 +91,8 @@ class Host {
   const std::shared_ptr<ThermalMonitor> thermal_ =
       std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
+  UsageStore usageStore_;
+  const std::shared_ptr<UsageCoordinator> usage_;
   std::shared_ptr<AppCoordinator> coordinator_;
   std::unique_ptr<StatusSource> status_;
   std::unique_ptr<HostControl> hostControl_;
@@ -101,13 +106,21 @@ class Host {
 
 Host::Host(const Directories& directories)
     : directories_(directories),
+      usageProviders_(directories),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
-          *holds_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})) {
+          *holds_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
+      usageStore_(directories, VigiloWritePolicy::gate(directories), Date::now),
+      usage_(UsageCoordinator::create({.mainQueue = *main_,
+                                       .queue = *usageQueue_,
+                                       .clock = Date::now,
+                                       .store = usageStore_,
+                                       .providers = usageProviders_.all()})) {
   SettingsStore::installShared(&settings_);
+  UsageStore::installShared(&usageStore_);
+  UsageCoordinator::installShared(usage_.get());
   battery_->queryPowerSource();
-  receiver_->setDelegate(agents_);
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
                                          .clock = Date::now,
@@ -118,7 +131,8 @@ Host::Host(const Directories& directories)
                                          .batteryMonitor = battery_,
                                          .thermalMonitor = thermal_,
                                          .lidMonitor = lid_,
-                                         .hookReceiver = receiver_});
+                                         .hookReceiver = receiver_,
+                                         .usageCoordinator = usage_});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -128,8 +142,9 @@ Host::Host(const Directories& directories)
                                                                .deepSleepController = deep_,
                                                                .batteryMonitor = battery_,
                                                                .thermalMonitor = thermal_,
-                                                               .lidMonitor = lid_});
-  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_);
+                                                               .lidMonitor = lid_,
+                                                               .usage = usage_});
+  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
 }
 
 int Host::run() {
@@ -141,10 +156,14 @@ int Host::run() {
   introduce();
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get()}) queue->stopAndWait();
+  usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()}) queue->stopAndWait();
+  usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
     std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
   SettingsStore::installShared(nullptr);
+  UsageStore::installShared(nullptr);
+  UsageCoordinator::installShared(nullptr);
   return exitOk;
 }
 

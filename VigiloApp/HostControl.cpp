@@ -1,25 +1,53 @@
 #include "VigiloApp/HostControl.h"
 
 #include "VigiloApp/SettingsCommands.h"
+#include "VigiloApp/UsageAnswers.h"
 
 namespace vigilo {
 
 void HostControl::handle(const ControlRequest& request, const ControlServer::Respond& respond) {
-  if (request.command == ControlCommand::status || request.command == ControlCommand::follow) {
-    mainQueue_.async([&status = status_, respond] {
-      status.fresh([respond](StatusReport report) {
-        ControlResponse response;
-        response.status = std::move(report);
-        respond(std::move(response));
-      });
-    });
-    return;
+  switch (request.command) {
+    case ControlCommand::status:
+    case ControlCommand::follow:
+      return answerStatus(respond);
+    case ControlCommand::budgets:
+      return answerBudgets(respond);
+    case ControlCommand::usageReset:
+      return resetUsage(respond);
+    case ControlCommand::usageSummary:
+    case ControlCommand::usageSessions:
+      return usage_.ask([request, respond](UsageStore& store) { respond(answerFromStore(request, store)); });
+    default:
+      break;
   }
   ControlResponse response = carryOut(request, settings_, defaults_);
   if (response.exitCode == exitBadSettingsFile) {
     response.message = response.message.value_or("") + "\nThe change is in force until the host ends.";
   }
   respond(std::move(response));
+}
+
+void HostControl::answerStatus(const ControlServer::Respond& respond) {
+  mainQueue_.async([&status = status_, respond] {
+    status.fresh([respond](StatusReport report) {
+      ControlResponse response;
+      response.status = std::move(report);
+      respond(std::move(response));
+    });
+  });
+}
+
+void HostControl::answerBudgets(const ControlServer::Respond& respond) {
+  mainQueue_.async([&usage = usage_, respond] {
+    ControlResponse response;
+    response.budgets.emplace();
+    for (const auto& [agent, report] : usage.latestBudgetReports.get()) response.budgets->push_back(report);
+    respond(std::move(response));
+  });
+}
+
+void HostControl::resetUsage(const ControlServer::Respond& respond) {
+  usage_.resetUsageData([respond] { respond(ControlResponse{}); });
 }
 
 }  // namespace vigilo

@@ -12,16 +12,22 @@ namespace vigilo {
 class HostControl {
  public:
   // All must outlive the control queue's work.
-  HostControl(Queue& mainQueue, StatusSource& status, SettingsStore& settings, UserDefaults& defaults)
-      : mainQueue_(mainQueue), status_(status), settings_(settings), defaults_(defaults) {}
+  HostControl(Queue& mainQueue, StatusSource& status, SettingsStore& settings, UserDefaults& defaults,
+              UsageCoordinator& usage)
+      : mainQueue_(mainQueue), status_(status), settings_(settings), defaults_(defaults), usage_(usage) {}
 
   void handle(const ControlRequest& request, const ControlServer::Respond& respond);
 
  private:
+  void answerStatus(const ControlServer::Respond& respond);
+  void answerBudgets(const ControlServer::Respond& respond);
+  void resetUsage(const ControlServer::Respond& respond);
+
   Queue& mainQueue_;
   StatusSource& status_;
   SettingsStore& settings_;
   UserDefaults& defaults_;
+  UsageCoordinator& usage_;
 };
 
 }  // namespace vigilo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -12,6 +13,8 @@
 #include "platform/ThermalState.h"
 #include "policy/WakeDecision.h"
 #include "support/RecordFields.h"
+#include "usage/Budgets.h"
+#include "usage/UsageRecords.h"
 
 namespace vigilo {
 
@@ -62,6 +65,9 @@ struct StatusReport {
   bool isLidClosed = false;
   std::optional<Date> pauseUntil;  // absent when not paused
   SettingsReport settings;
+  UsageSummary todaySummary;
+  std::map<AgentType, ProviderBudgetReport> latestBudgetReports;
+  std::map<AgentType, LowBudgetAlert> lowBudgetAlerts;
 
   bool operator==(const StatusReport&) const = default;
   static constexpr auto fields() {
@@ -78,7 +84,10 @@ struct StatusReport {
                       field("thermalState", &S::thermalState),
                       field("isLidClosed", &S::isLidClosed),
                       field("pauseUntil", &S::pauseUntil),
-                      field("settings", &S::settings)};
+                      field("settings", &S::settings),
+                      field("todaySummary", &S::todaySummary),
+                      field("latestBudgetReports", &S::latestBudgetReports),
+                      field("lowBudgetAlerts", &S::lowBudgetAlerts)};
   }
 };
 

@@ -63,6 +63,9 @@ StatusReport StatusSource::current() const {
   report.isLidClosed = facts_.isLidClosed;
   report.pauseUntil = settings.pauseUntil();
   if (report.pauseUntil && *report.pauseUntil <= parts_.clock()) report.pauseUntil.reset();
+  report.todaySummary = parts_.usage->todaySummary.get();
+  report.latestBudgetReports = parts_.usage->latestBudgetReports.get();
+  report.lowBudgetAlerts = parts_.usage->lowBudgetAlerts.get();
   report.settings = {.masterEnabled = settings.masterEnabled(),
                      .manualHoldEnabled = settings.manualHoldEnabled(),
                      .releaseDelaySeconds = settings.releaseDelaySeconds(),

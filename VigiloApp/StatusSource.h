@@ -30,6 +30,7 @@ class StatusSource {
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
+    std::shared_ptr<UsageCoordinator> usage;
   };
 
   explicit StatusSource(Parts parts);

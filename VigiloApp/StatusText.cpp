@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "VigiloApp/DurationText.h"
+#include "VigiloApp/TextTable.h"
 
 namespace vigilo {
 namespace {
@@ -99,17 +100,6 @@ std::string endText(const StatusReport& report) {
                               : "; or at " + std::to_string(settings.batteryFloorPercent) + " % battery";
   }
   return text + "; `vigilo pause` or `disable` at any time";
-}
-
-// What an agent sends is shown, not obeyed: control characters, the two-byte ones of U+0080 to U+009F included, do not
-// reach the terminal.
-std::string printable(std::string text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const bool twoByte = byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
-    if (byte < 0x20 || byte == 0x7F || twoByte) text.replace(i, twoByte ? 2 : 1, "?");
-  }
-  return text;
 }
 
 std::string sessionLine(const AgentSession& session, Date now) {

@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <optional>
+#include <string>
 
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/DurationText.h"
@@ -7,6 +9,7 @@
 #include "VigiloApp/Host.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/StatusCommand.h"
+#include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
 
 namespace {
@@ -109,6 +112,34 @@ int main(int argc, char** argv) {
   settings->callback([&] {
     if (settings->get_subcommands().empty()) exitCode = listSettings(directories, "");
   });
+
+  UsageOptions usageOptions;
+  long long sessionLimit = 25;
+  std::optional<std::string> exportFile;
+  bool yes = false;
+  auto* usage = app.add_subcommand("usage", "Tell what the agents used: tokens, costs, sessions and turns");
+  usage->require_subcommand(0, 1);
+  usage->add_option("--from", usageOptions.from, "A day such as 2026-11-21, or a moment");
+  usage->add_option("--to", usageOptions.to, "The same; a day counts to its end");
+  usage->add_flag("--json", usageOptions.json, "Print JSON");
+  usage->fallthrough();
+  usage->add_subcommand("today", "Today's usage, as without a word");
+  auto* sessions = usage->add_subcommand("sessions", "The most recently active sessions");
+  sessions->add_option("--limit", sessionLimit, "How many")->check(CLI::Range(1LL, 1000000LL));
+  auto* exportUsage = usage->add_subcommand("export", "The records without prompts, paths or contents, as JSON");
+  exportUsage->add_option("FILE", exportFile, "Where to; standard output without it");
+  auto* resetUsage = usage->add_subcommand("reset", "Forget all recorded usage");
+  resetUsage->add_flag("--yes", yes, "Do not ask");
+  usage->callback([&] {
+    if (sessions->parsed()) exitCode = usageSessionsCommand(directories, sessionLimit, usageOptions.json);
+    else if (exportUsage->parsed()) exitCode = usageExportCommand(directories, exportFile);
+    else if (resetUsage->parsed()) exitCode = usageResetCommand(directories, yes);
+    else exitCode = usageCommand(directories, usageOptions);
+  });
+  bool budgetsAsJson = false;
+  auto* budgets = app.add_subcommand("budgets", "Tell each agent's context, quota and cost");
+  budgets->add_flag("--json", budgetsAsJson, "Print JSON");
+  budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
 
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
   helper->require_subcommand(1);

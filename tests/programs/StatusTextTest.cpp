@@ -111,7 +111,7 @@ TEST(ControlProtocol, AStatusWithTooManySessionsLosesTheOldestAndSaysSo) {
     }
     const std::string line = controlLine(response);
     EXPECT_LE(line.size(), controlMessageLimit);
-    const auto decoded = decodeRecord<ControlResponse>(line, {DateCoding::iso8601, true, false});
+    const auto decoded = decodeRecord<ControlResponse>(line, controlForm);
     ASSERT_TRUE(decoded);
     const auto& status = *decoded->status;
     EXPECT_EQ(status.activeSessionsList.size() + static_cast<std::size_t>(status.omittedSessions.value_or(0)), count);

@@ -167,7 +167,8 @@ void World::startHost() {
        .batteryMonitor = battery,
        .thermalMonitor = std::make_shared<ThermalMonitor>(*thermalProvider_, *main_),
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
-       .hookReceiver = nullptr});
+       .hookReceiver = nullptr,
+       .usageCoordinator = nullptr});
   coordinator_->start();
   time.runUntilIdle();
 }
