@@ -21,6 +21,12 @@ inline constexpr double defaultLeaseSeconds = 60.0;
 // A longer lease is refused: nothing on the wire can make the helper hold for ever.
 inline constexpr double longestLeaseSeconds = 86400.0;
 
+// Whether a time to live converts to a 64-bit number of whole seconds; false for what is not finite.
+constexpr bool fitsWholeSeconds(double seconds) {
+  constexpr double limit = 9223372036854775808.0;  // 2^63
+  return seconds >= -limit && seconds < limit;
+}
+
 enum class HelperCommand {
   status,     // report; changes nothing
   acquire,    // take or re-take the deep hold under a lease

@@ -23,5 +23,7 @@ struct Platform {
 // The machine's log service, or standard error where there is none. `identifier` is the program's name in the
 // log.
 std::unique_ptr<LogSink> makeSystemLogSink(const char* identifier);
+// Whether the machine has a log service now.
+bool hasLogService();
 
 }  // namespace vigilo

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/Directories.h"
 #include "support/AtomicFile.h"
 #include "support/Date.h"
 #include "support/Queue.h"
@@ -30,6 +31,14 @@ class UserDefaults {
   virtual std::optional<FileError> synchronize() = 0;
   // Calls `changed` on the queue after somebody else changed the stored values. One observer.
   [[nodiscard]] virtual CancelToken observe(Queue& queue, Task changed) = 0;
+  // Looks for a change that nothing told of (network homes tell of none); returns at once and costs so little
+  // that it may be called every second.
+  virtual void checkForChanges() {}
 };
+
+// The user's preferences on this machine. Files are touched only on `queue`, which must not be the caller's
+// and must run until the object is gone.
+std::unique_ptr<UserDefaults> makeUserDefaults(const Directories& directories, WriteGate mayWrite,
+                                               Queue& queue);
 
 }  // namespace vigilo

@@ -1,7 +1,7 @@
 #include "policy/WakeDecision.h"
 
 #include "policy/PolicyConfiguration.h"
-#include "support/RecordCoding.h"
+#include "policy/WakeDecisionCoding.h"
 
 namespace vigilo {
 
@@ -16,33 +16,34 @@ std::string WakeDecision::statusDescription() const {
 
 namespace coding {
 
-// Not a record: one key names the case and holds its payload.
-template <>
-struct Coding<WakeDecision> {
-  static Json encode(const WakeDecision& decision, CoderOptions options) {
-    Json object = Json::object();
-    if (decision.hold() != nullptr) object["hold"] = coding::encode(*decision.hold(), options);
-    if (decision.release() != nullptr) object["release"] = coding::encode(*decision.release(), options);
-    if (decision.blocked() != nullptr) object["blocked"] = coding::encode(*decision.blocked(), options);
-    return object;
-  }
+Json Coding<WakeDecision>::encode(const WakeDecision& decision, CoderOptions options) {
+  Json object = Json::object();
+  if (decision.hold() != nullptr) object["hold"] = coding::encode(*decision.hold(), options);
+  if (decision.release() != nullptr) object["release"] = coding::encode(*decision.release(), options);
+  if (decision.blocked() != nullptr) object["blocked"] = coding::encode(*decision.blocked(), options);
+  return object;
+}
 
-  static WakeDecision decode(const Json& object, CoderOptions options) {
-    if (!object.is_object()) throw Failure("expected an object");
-    const int known =
-        static_cast<int>(object.count("hold") + object.count("release") + object.count("blocked"));
-    if (known != 1) throw Failure("Invalid number of keys found, expected one.");
-    try {
-      if (object.contains("hold")) return coding::decode<WakeDecision::Hold>(object["hold"], options);
-      if (object.contains("release"))
-        return coding::decode<WakeDecision::Release>(object["release"], options);
-      return coding::decode<WakeDecision::Blocked>(object["blocked"], options);
-    } catch (Failure& failure) {
-      failure.under(object.contains("hold") ? "hold" : object.contains("release") ? "release" : "blocked");
-      throw;
-    }
+WakeDecision Coding<WakeDecision>::decode(const Json& object, CoderOptions options) {
+  if (!object.is_object()) throw Failure("expected an object");
+  std::string found;
+  int known = 0;
+  for (const char* name : {"hold", "release", "blocked"}) {
+    if (!object.contains(name)) continue;
+    found = name;
+    ++known;
   }
-};
+  if (known != 1) throw Failure("Invalid number of keys found, expected one.");
+  try {
+    const Json& payload = object[found];
+    if (found == "hold") return coding::decode<WakeDecision::Hold>(payload, options);
+    if (found == "release") return coding::decode<WakeDecision::Release>(payload, options);
+    return coding::decode<WakeDecision::Blocked>(payload, options);
+  } catch (Failure& failure) {
+    failure.under(found);
+    throw;
+  }
+}
 
 }  // namespace coding
 

@@ -24,6 +24,7 @@ struct AsioQueue::Loop {
   std::optional<asio::signal_set> signals;
   std::thread thread;
   std::atomic<std::thread::id> runner{};
+  std::atomic<bool> ended{false};  // its thread has been joined
 };
 
 namespace {
@@ -118,10 +119,7 @@ std::unique_ptr<AsioQueue> AsioQueue::mainQueue() {
 }
 
 AsioQueue::~AsioQueue() {
-  stop();
-  if (!loop_->thread.joinable()) return;
-  if (isCurrent()) fatal("a queue was destroyed on its own thread: " + label());
-  loop_->thread.join();
+  stopAndWait();
 }
 
 void AsioQueue::async(Task task) {
@@ -183,6 +181,7 @@ bool AsioQueue::isCurrent() const {
 
 void AsioQueue::sync(const Task& task) {
   if (isCurrent()) fatal("sync onto a queue's own thread: " + label());
+  if (loop_->ended) return task();
   std::mutex mutex;
   std::condition_variable done;
   bool finished = false;
@@ -204,6 +203,14 @@ void AsioQueue::run() {
 
 void AsioQueue::stop() {
   loop_->context.stop();
+}
+
+void AsioQueue::stopAndWait() {
+  stop();
+  if (!loop_->thread.joinable()) return;
+  if (isCurrent()) fatal("a queue was ended on its own thread: " + label());
+  loop_->thread.join();
+  loop_->ended = true;
 }
 
 void AsioQueue::onSignal(std::initializer_list<int> signals, std::function<void(int)> handler) {

@@ -22,12 +22,15 @@ class AsioQueue final : public Queue {
   CancelToken timer(Duration first, Duration interval, Task task) override;
   CancelToken readSource(int fd, Task task) override;
   bool isCurrent() const override;
+  // After `stopAndWait` the task runs in place, so that whoever closes down late does not wait for ever.
   void sync(const Task& task) override;
 
   // Main queue only: serves the queue on the calling thread until `stop`.
   void run();
   // Ends `run`, or the thread, after the task that is running.
   void stop();
+  // The same, and waits for the thread's end; nothing runs on this queue afterwards.
+  void stopAndWait();
   // Calls `handler` on this queue for each delivery of one of the signals, from now on.
   void onSignal(std::initializer_list<int> signals, std::function<void(int)> handler);
 

@@ -59,6 +59,12 @@ std::string print(Date date, const char* format) {
   return text;
 }
 
+unsigned daysInMonth(unsigned year, unsigned month) {
+  const bool isLeap = year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+  if (month == 2) return isLeap ? 29 : 28;
+  return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
+}
+
 // Reads exactly `count` digits at the front of `text` and drops them.
 std::optional<unsigned> takeDigits(std::string_view& text, std::size_t count) {
   if (text.size() < count) return std::nullopt;
@@ -127,8 +133,8 @@ std::optional<Date> Date::fromIso8601(std::string_view text) {
     }
   }
   const auto offset = takeOffset(text);
-  const bool inRange =
-      *month >= 1 && *month <= 12 && *day >= 1 && *day <= 31 && *hour <= 23 && *minute <= 59 && *second <= 60;
+  const bool inRange = *month >= 1 && *month <= 12 && *day >= 1 && *day <= daysInMonth(*year, *month) &&
+                       *hour <= 23 && *minute <= 59 && *second <= 60;
   if (!offset || !inRange) return std::nullopt;
   const double days = static_cast<double>(daysFromCivil(static_cast<std::int64_t>(*year), *month, *day));
   const double wholeSeconds = days * secondsPerDay + *hour * 3600.0 + *minute * 60.0 + *second - *offset;

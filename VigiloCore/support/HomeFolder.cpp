@@ -4,57 +4,91 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <string_view>
 
 #include "support/UniqueFd.h"
 
 namespace vigilo {
 namespace {
 
-// The sixth field of the line whose third field is this user's number.
-std::string homeFromPasswd(std::string_view passwd, const std::string& uid) {
-  while (!passwd.empty()) {
-    const auto end = passwd.find('\n');
-    std::string_view rest = passwd.substr(0, end);
-    passwd.remove_prefix(end == std::string_view::npos ? passwd.size() : end + 1);
-    std::string_view fields[7];
-    for (auto& entry : fields) {
-      const auto colon = rest.find(':');
-      entry = rest.substr(0, colon);
-      rest.remove_prefix(colon == std::string_view::npos ? rest.size() : colon + 1);
-    }
-    if (fields[2] == uid) return std::string(fields[5]);
+// Text in a buffer that somebody else owns.
+struct Output {
+  std::span<char> buffer;
+  std::size_t size = 0;
+  bool fits = true;
+
+  void append(char byte) {
+    fits = fits && size < buffer.size();
+    if (fits) buffer[size++] = byte;
   }
-  return {};
+  void append(std::string_view text) {
+    for (const char byte : text) append(byte);
+  }
+  std::string_view view() const { return {buffer.data(), fits ? size : 0}; }
+};
+
+// One line of passwd, which comes in byte by byte: the third field is the user's number, the sixth the home
+// folder.
+struct PasswdLine {
+  Output home;
+  int field = 0;
+  unsigned long long number = 0;
+  bool isNumber = false;
+
+  void take(char byte) {
+    if (byte == ':') {
+      ++field;
+    } else if (field == 2) {
+      isNumber = byte >= '0' && byte <= '9' && number < 1ull << 32;
+      number = number * 10 + static_cast<unsigned char>(byte - '0');
+    } else if (field == 5) {
+      home.append(byte);
+    }
+  }
+  bool isOf(uid_t user) const { return isNumber && number == user && field >= 5; }
+};
+
+Output homeFromPasswd(std::span<char> buffer) {
+  const UniqueFd file(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
+  const uid_t user = ::getuid();
+  PasswdLine line{{buffer}};
+  char block[4096];
+  for (ssize_t count; file && (count = ::read(file.get(), block, sizeof block)) > 0;) {
+    for (const char byte : std::string_view(block, static_cast<std::size_t>(count))) {
+      if (byte != '\n') {
+        line.take(byte);
+      } else if (line.isOf(user)) {
+        return line.home;
+      } else {
+        line = {{buffer}};
+      }
+    }
+  }
+  return line.isOf(user) ? line.home : Output{buffer};
 }
 
-std::string readPasswd() {
-  const UniqueFd file(::open("/etc/passwd", O_RDONLY | O_CLOEXEC));
-  std::string text;
-  if (!file) return text;
-  char block[4096];
-  for (ssize_t count; (count = ::read(file.get(), block, sizeof block)) > 0;) {
-    text.append(block, static_cast<std::size_t>(count));
+Output findHome(std::span<char> buffer) {
+  const char* variable = std::getenv("HOME");
+  Output home{buffer};
+  if (variable != nullptr && variable[0] == '/') {
+    home.append(std::string_view(variable));
+  } else {
+    home = homeFromPasswd(buffer);
   }
-  return text;
+  while (home.size > 1 && buffer[home.size - 1] == '/') --home.size;
+  return home;
 }
 
 }  // namespace
 
-std::string homeFolder() {
-  std::string home;
-  const char* variable = std::getenv("HOME");
-  if (variable != nullptr && variable[0] == '/') {
-    home = variable;
-  } else {
-    home = homeFromPasswd(readPasswd(), std::to_string(::getuid()));
-  }
-  while (home.size() > 1 && home.back() == '/') home.pop_back();
-  return home;
+std::string_view homeFolder(std::span<char> buffer) {
+  return findHome(buffer).view();
 }
 
-std::string hookSocketPath(const std::string& home) {
-  return home + "/Library/Application Support/Vigilo/run/vigilo.sock";
+std::string_view hookSocketPath(std::span<char> buffer) {
+  Output path = findHome(buffer);
+  if (path.size == 0) return {};
+  path.append(hookSocketBelowHome);
+  return path.view();
 }
 
 }  // namespace vigilo

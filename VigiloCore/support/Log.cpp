@@ -9,13 +9,21 @@ namespace {
 
 std::atomic<LogSink*> installedSink{nullptr};
 
+// Texts come from clients and files too: one that holds a line break must not pass for a line of its own.
+void appendOnOneLine(std::string& line, std::string_view text) {
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    line += value < 0x20 || value == 0x7F ? '?' : byte;
+  }
+}
+
 // Prints one conversion; `specification` is what stands between '%' and the conversion letter.
 void appendConversion(std::string& line, std::string specification, char conversion,
                       const LogArgument& argument) {
   char text[400];
   switch (argument.kind) {
     case LogArgument::Kind::text:
-      line += argument.text;
+      appendOnOneLine(line, argument.text);
       return;
     case LogArgument::Kind::boolean:
       line += argument.integer != 0 ? "true" : "false";

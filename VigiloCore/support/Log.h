@@ -29,9 +29,9 @@ struct LogArgument {
   LogArgument(const char* value) : kind(Kind::text), text(value) {}
 };
 
-// A printf-style format, checked against its arguments at compile time. Conversions: %s for text, %d %u %x
-// with any length modifier for integers, %f %g with an optional precision, %{bool}d for a boolean ("true",
-// "false"), %%.
+// A printf-style format, checked against its arguments at compile time. Conversions: %s for text, whose
+// control characters print as "?", %d %u %x with any length modifier for integers, %f %g with an optional
+// precision, %{bool}d for a boolean ("true", "false"), %%.
 template <class... Arguments>
 struct LogFormat {
   consteval LogFormat(const char* format) : text(format) {

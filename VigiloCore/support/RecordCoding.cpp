@@ -11,12 +11,17 @@ constexpr double integerLimit = 9223372036854775808.0;
 }  // namespace
 
 Result<Json, DecodeError> parse(std::string_view text) {
+  const auto invalidAt = [&](std::size_t byte) {
+    return DecodeError{"not valid JSON (byte " + std::to_string(byte) + " of " + std::to_string(text.size()) +
+                       ")"};
+  };
+  // The library takes a zero byte for the end and would not look at what follows.
+  if (const auto zero = text.find('\0'); zero != std::string_view::npos) return invalidAt(zero + 1);
   try {
     return Json::parse(text.begin(), text.end());
   } catch (const Json::parse_error& error) {
     // The library's own text quotes the input, which need not be printable.
-    return DecodeError{"not valid JSON (byte " + std::to_string(error.byte) + " of " +
-                       std::to_string(text.size()) + ")"};
+    return invalidAt(error.byte);
   } catch (const Json::exception&) {
     return DecodeError{"a number is out of range"};
   }

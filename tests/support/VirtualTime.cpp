@@ -26,10 +26,27 @@ struct VirtualTime::State {
     if (tasks.empty() || tasks.begin()->first.first > limit) return false;
     auto node = tasks.extract(tasks.begin());
     elapsed = std::max(elapsed, node.key().first);
-    running = node.mapped().first;
-    node.mapped().second();
-    running = nullptr;
+    runAs(node.mapped().first, node.mapped().second);
     return true;
+  }
+
+  // What a queue has waiting now, without moving the clock.
+  void drain(const Queue* queue) {
+    for (auto at = tasks.begin(); at != tasks.end() && at->first.first <= elapsed;) {
+      if (at->second.first != queue) {
+        ++at;
+        continue;
+      }
+      const auto node = tasks.extract(at);
+      runAs(queue, node.mapped().second);
+      at = tasks.begin();  // the task may have added and removed others
+    }
+  }
+
+  void runAs(const Queue* queue, const Task& task) {
+    const Queue* const before = std::exchange(running, queue);
+    task();
+    running = before;
   }
 };
 
@@ -63,7 +80,8 @@ class VirtualQueue final : public Queue {
   // There is one thread: the task runs at once, after what this queue has waiting now.
   void sync(const Task& task) override {
     if (isCurrent()) fatal("sync onto a queue's own thread: " + label());
-    task();
+    state_->drain(this);
+    state_->runAs(this, task);
   }
 
  private:

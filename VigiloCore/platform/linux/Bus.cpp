@@ -5,6 +5,9 @@
 
 #include <cerrno>
 #include <chrono>
+#include <map>
+
+#include "support/Mutex.h"
 
 namespace vigilo::bus {
 namespace {
@@ -44,6 +47,28 @@ Result<T, Error> attempt(Exchange exchange) {
   }
 }
 
+template <class T>
+T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
+  sdbus::Variant value;
+  proxy.callMethod("Get")
+      .onInterface("org.freedesktop.DBus.Properties")
+      .withTimeout(callLimit)
+      .withArguments(std::string(interface), std::string(name))
+      .storeResultsTo(value);
+  return value.get<T>();
+}
+
+bool hasOwner(sdbus::IConnection& connection, const char* name) {
+  auto daemon = sdbus::createProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+  bool owned = false;
+  daemon->callMethod("NameHasOwner")
+      .onInterface("org.freedesktop.DBus")
+      .withTimeout(callLimit)
+      .withArguments(std::string(name))
+      .storeResultsTo(owned);
+  return owned;
+}
+
 // A proxy on a connection of its own. Handing the connection over by reference keeps the library from
 // starting a thread for it.
 struct Logind {
@@ -52,15 +77,35 @@ struct Logind {
 
   template <class T>
   T property(const char* name) {
-    sdbus::Variant value;
-    proxy->callMethod("Get")
-        .onInterface("org.freedesktop.DBus.Properties")
-        .withTimeout(callLimit)
-        .withArguments(std::string(logindManager), std::string(name))
-        .storeResultsTo(value);
-    return value.get<T>();
+    return bus::property<T>(*proxy, logindManager, name);
   }
 };
+
+struct SessionServiceNames {
+  const char *name, *path, *interface, *inhibit, *uninhibit;
+};
+
+// In the order of the enumeration.
+constexpr SessionServiceNames sessionServices[sessionServiceCount] = {
+    {"org.gnome.SessionManager", "/org/gnome/SessionManager", "org.gnome.SessionManager", "Inhibit",
+     "Uninhibit"},
+    {"org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit",
+     "org.freedesktop.PowerManagement.Inhibit", "Inhibit", "UnInhibit"},
+    {"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver", "org.freedesktop.ScreenSaver", "Inhibit",
+     "UnInhibit"},
+    {"org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", "org.freedesktop.portal.Inhibit",
+     "Inhibit", "Close"},
+};
+
+const SessionServiceNames& namesOf(SessionService service) {
+  return sessionServices[static_cast<std::size_t>(service)];
+}
+
+// The session manager and the portal use the same two bits.
+std::uint32_t inhibitFlags(SessionConnection::Scope scope) {
+  constexpr std::uint32_t suspend = 4, idle = 8;
+  return scope == SessionConnection::Scope::systemSleep ? suspend : suspend | idle;
+}
 
 }  // namespace
 
@@ -104,6 +149,123 @@ Result<bool, Error> isLidClosed() {
 
 Result<std::string, Error> idleAction() {
   return attempt<std::string>([] { return Logind().property<std::string>("IdleAction"); });
+}
+
+Result<std::string, Error> powerProfile() {
+  struct Place {
+    const char *name, *path;
+  };
+  return attempt<std::string>([]() -> std::string {
+    const auto connection = sdbus::createSystemBusConnection();
+    for (const Place& place :
+         {Place{"org.freedesktop.UPower.PowerProfiles", "/org/freedesktop/UPower/PowerProfiles"},
+          Place{"net.hadess.PowerProfiles", "/net/hadess/PowerProfiles"}}) {
+      if (!hasOwner(*connection, place.name)) continue;
+      const auto proxy = sdbus::createProxy(*connection, place.name, place.path);
+      return property<std::string>(*proxy, place.name, "ActiveProfile");
+    }
+    throw sdbus::Error("org.freedesktop.DBus.Error.ServiceUnknown", "no power profiles service runs");
+  });
+}
+
+const char* busName(SessionService service) {
+  return namesOf(service).name;
+}
+
+struct SessionConnection::Bus {
+  Mutex mutex;
+  std::unique_ptr<sdbus::IConnection> connection VIGILO_GUARDED_BY(mutex) =
+      sdbus::createSessionBusConnection();
+  // Written by the matches, which run in processPendingRequest only: the connection has no thread.
+  std::uint64_t ownerChanges VIGILO_GUARDED_BY(mutex) = 0;
+
+  std::unique_ptr<sdbus::IProxy> proxyOf(SessionService service) VIGILO_REQUIRES(mutex) {
+    return sdbus::createProxy(*connection, namesOf(service).name, namesOf(service).path);
+  }
+};
+
+SessionConnection::SessionConnection(std::unique_ptr<Bus> bus) : bus_(std::move(bus)) {}
+SessionConnection::~SessionConnection() = default;
+
+Result<std::shared_ptr<SessionConnection>, Error> SessionConnection::open() {
+  return attempt<std::shared_ptr<SessionConnection>>([] {
+    auto bus = std::make_unique<Bus>();
+    const LockGuard guard(bus->mutex);
+    bus->connection->setMethodCallTimeout(std::chrono::microseconds(callLimit).count());
+    for (const auto& service : sessionServices) {
+      const std::string rule =
+          "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+          "member='NameOwnerChanged',arg0='" +
+          std::string(service.name) + "'";
+      bus->connection->addMatch(
+          rule, [changes = &bus->ownerChanges](sdbus::Message&) { ++*changes; }, sdbus::floating_slot);
+    }
+    return std::shared_ptr<SessionConnection>(new SessionConnection(std::move(bus)));
+  });
+}
+
+bool SessionConnection::hasOwner(SessionService service) {
+  const auto owned = attempt<bool>([&] {
+    const LockGuard guard(bus_->mutex);
+    return bus::hasOwner(*bus_->connection, namesOf(service).name);
+  });
+  return owned && *owned;
+}
+
+Result<SessionConnection::Inhibition, Error> SessionConnection::inhibit(SessionService service, Scope scope,
+                                                                        const std::string& why) {
+  return attempt<Inhibition>([&] {
+    const LockGuard guard(bus_->mutex);
+    const auto proxy = bus_->proxyOf(service);
+    const std::string application = "Vigilo";
+    const std::string method = namesOf(service).inhibit;  // the call refers to it
+    auto call = proxy->callMethod(method);
+    call.onInterface(namesOf(service).interface).withTimeout(callLimit);
+    Inhibition inhibition{service, 0, {}};
+    if (service == SessionService::portal) {
+      const std::map<std::string, sdbus::Variant> options{{"reason", sdbus::Variant(why)}};
+      sdbus::ObjectPath request;
+      call.withArguments(std::string(), inhibitFlags(scope), options).storeResultsTo(request);
+      inhibition.request = request;
+    } else if (service == SessionService::sessionManager) {
+      call.withArguments(application, std::uint32_t{0}, why, inhibitFlags(scope))
+          .storeResultsTo(inhibition.cookie);
+    } else {
+      call.withArguments(application, why).storeResultsTo(inhibition.cookie);
+    }
+    return inhibition;
+  });
+}
+
+void SessionConnection::uninhibit(const Inhibition& inhibition) {
+  // A service that does not answer here has lost the inhibition anyway, or loses it with the connection.
+  (void)attempt<bool>([&] {
+    const LockGuard guard(bus_->mutex);
+    const SessionServiceNames& names = namesOf(inhibition.service);
+    if (inhibition.service == SessionService::portal) {
+      sdbus::createProxy(*bus_->connection, names.name, inhibition.request)
+          ->callMethod(names.uninhibit)
+          .onInterface("org.freedesktop.portal.Request")
+          .withTimeout(callLimit);
+    } else {
+      bus_->proxyOf(inhibition.service)
+          ->callMethod(names.uninhibit)
+          .onInterface(names.interface)
+          .withTimeout(callLimit)
+          .withArguments(inhibition.cookie);
+    }
+    return true;
+  });
+}
+
+std::optional<std::uint64_t> SessionConnection::generation() {
+  const auto changes = attempt<std::uint64_t>([&] {
+    const LockGuard guard(bus_->mutex);
+    while (bus_->connection->processPendingRequest()) {
+    }
+    return bus_->ownerChanges;
+  });
+  return changes ? std::optional(*changes) : std::nullopt;
 }
 
 }  // namespace vigilo::bus

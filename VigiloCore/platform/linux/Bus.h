@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,5 +35,47 @@ Result<std::vector<Inhibitor>, Error> listInhibitors();
 Result<bool, Error> isLidClosed();
 // What logind does by itself after a while without user input: "ignore", "suspend", ...
 Result<std::string, Error> idleAction();
+
+// The active power profile ("power-saver", "balanced", "performance"), on the system bus; no service is
+// started for the question.
+Result<std::string, Error> powerProfile();
+
+// --- Inhibitions of the desktop session, on the session bus ---
+
+// Who holds them, in the words of the desktops.
+enum class SessionService { sessionManager, powerManagement, screenSaver, portal };
+inline constexpr std::size_t sessionServiceCount = 4;
+const char* busName(SessionService service);
+
+// A connection to the session bus. What is inhibited through it ends with it, with the service that holds it,
+// or with `uninhibit`, whichever comes first. Thread-safe.
+class SessionConnection {
+ public:
+  // What to keep from happening; for services that can tell the two apart.
+  enum class Scope { systemSleep, systemAndDisplaySleep };
+
+  struct Inhibition {
+    SessionService service{};
+    std::uint32_t cookie = 0;
+    std::string request;  // the portal's, in place of the cookie
+  };
+
+  static Result<std::shared_ptr<SessionConnection>, Error> open();
+  ~SessionConnection();
+
+  // Whether the service runs now; the question starts nothing.
+  bool hasOwner(SessionService service);
+  Result<Inhibition, Error> inhibit(SessionService service, Scope scope, const std::string& why);
+  void uninhibit(const Inhibition& inhibition);
+
+  // A number that differs once any of the services has come, gone or been replaced; absent when the
+  // connection is lost. Costs no exchange with the bus.
+  std::optional<std::uint64_t> generation();
+
+ private:
+  struct Bus;
+  explicit SessionConnection(std::unique_ptr<Bus> bus);
+  const std::unique_ptr<Bus> bus_;
+};
 
 }  // namespace vigilo::bus

@@ -1,0 +1,43 @@
+# make run     installs what is missing, builds, and runs the helper and the host until Ctrl-C
+# make test    installs what is missing, builds, and runs the tests
+# make build   installs what is missing and builds
+#
+# Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make bench, make format.
+
+BUILD ?= build
+CMAKE_FLAGS ?=
+GENERATE = cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
+TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(nproc)
+
+.PHONY: build run test check-long bench format clean
+.DEFAULT_GOAL := build
+
+build:
+	@tools/install-packages build
+	@$(GENERATE) -DVIGILO_TESTS=OFF >$(BUILD).log 2>&1 || { cat $(BUILD).log; rm -f $(BUILD).log; exit 1; }; rm -f $(BUILD).log
+	@cmake --build $(BUILD)
+
+run: build
+	@exec tools/run $(BUILD)/bin
+
+test:
+	@tools/install-packages build test
+	@$(GENERATE) -DVIGILO_TESTS=ON
+	@cmake --build $(BUILD)
+	@$(TEST) --label-exclude long
+
+check-long:
+	@tools/install-packages build test check
+	@tools/check-long
+
+bench:
+	@tools/install-packages build test
+	@$(GENERATE) -DVIGILO_BENCH=ON
+	@cmake --build $(BUILD)
+	@bench/run $(BUILD)/bin
+
+format:
+	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
+
+clean:
+	@rm -rf $(BUILD)

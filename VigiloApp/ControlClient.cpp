@@ -1,0 +1,91 @@
+#include "VigiloApp/ControlClient.h"
+
+#include <cerrno>
+
+#include "support/RecordCoder.h"
+#include "support/UnixSocket.h"
+
+namespace vigilo {
+namespace {
+
+constexpr int answerLimitMs = 5000;
+constexpr CoderOptions lineForm{DateCoding::iso8601, true, false};
+
+UniqueFd connectTo(const std::string& path) {
+  UniqueFd fd = makeUnixSocket();
+  const auto address = unixSocketAddress(path);
+  if (!fd || !address) return {};
+  setSocketTimeouts(fd.get(), answerLimitMs);
+  if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) return {};
+  return fd;
+}
+
+bool sendRequest(int fd, const ControlRequest& request) {
+  const std::string line = encodeRecord(request, lineForm) + "\n";
+  return sendOnce(fd, line) == static_cast<ssize_t>(line.size());
+}
+
+// Reads lines off a socket, keeping what came behind the last one.
+class LineReader {
+ public:
+  explicit LineReader(int fd) : fd_(fd) {}
+  std::optional<std::string> next() {
+    for (;;) {
+      const auto end = buffer_.find('\n');
+      if (end != std::string::npos) {
+        std::string line = buffer_.substr(0, end);
+        buffer_.erase(0, end + 1);
+        return line;
+      }
+      if (buffer_.size() > controlMessageLimit) return std::nullopt;
+      char block[8192];
+      const ssize_t count = ::recv(fd_, block, sizeof block, 0);
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) return std::nullopt;
+      buffer_.append(block, static_cast<std::size_t>(count));
+    }
+  }
+
+ private:
+  const int fd_;
+  std::string buffer_;
+};
+
+ControlResponse understand(const std::optional<std::string>& line) {
+  ControlResponse failure;
+  failure.exitCode = exitUnavailable;
+  failure.message = "The running host does not answer. If it hangs, end it and start it again.";
+  if (!line) return failure;
+  auto response = decodeRecord<ControlResponse>(*line, lineForm);
+  if (response) return *std::move(response);
+  failure.message = "The running host's answer cannot be read (" + response.error().description +
+                    "): it may be another version of Vigilo. Restart it.";
+  return failure;
+}
+
+}  // namespace
+
+std::optional<ControlResponse> ControlClient::request(const ControlRequest& request) const {
+  const UniqueFd fd = connectTo(socketPath_);
+  if (!fd) return std::nullopt;
+  if (!sendRequest(fd.get(), request)) return understand(std::nullopt);
+  return understand(LineReader(fd.get()).next());
+}
+
+bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& line) const {
+  const UniqueFd fd = connectTo(socketPath_);
+  if (!fd) return false;
+  ControlRequest request;
+  request.command = ControlCommand::follow;
+  if (!sendRequest(fd.get(), request)) return line(understand(std::nullopt));
+  LineReader reader(fd.get());
+  auto next = reader.next();
+  if (!next) return line(understand(next)), true;
+  setSocketTimeouts(fd.get(), 0);
+  for (; next; next = reader.next()) {
+    if (!line(understand(next))) break;
+  }
+  return true;
+}
+
+}  // namespace vigilo

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "VigiloApp/ControlProtocol.h"
+
+namespace vigilo {
+
+// A command's end of the control socket. Blocks; not thread-safe.
+class ControlClient {
+ public:
+  explicit ControlClient(std::string socketPath) : socketPath_(std::move(socketPath)) {}
+
+  // The host's answer; absent when no host listens. A host that does not answer within five seconds, or says
+  // something that cannot be read, yields a response with exitUnavailable and a message.
+  std::optional<ControlResponse> request(const ControlRequest& request) const;
+
+  // Calls `line` for each response of a following request until it returns false or the host ends. False when
+  // no host listens.
+  bool follow(const std::function<bool(const ControlResponse&)>& line) const;
+
+ private:
+  const std::string socketPath_;
+};
+
+}  // namespace vigilo

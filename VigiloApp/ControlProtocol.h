@@ -1,0 +1,98 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "VigiloApp/StatusReport.h"
+#include "support/RecordFields.h"
+
+// What the commands and the running host say to each other over the control socket, which only its owner can
+// reach: one JSON line each way, then the host closes; after "follow" the host goes on, a line for each
+// change. Dates are ISO 8601.
+namespace vigilo {
+
+inline constexpr int controlVersion = 1;
+inline constexpr std::size_t controlMessageLimit = 64 * 1024;  // a line with its line feed
+// A follower that leaves more than this unread is dropped.
+inline constexpr std::size_t followerBacklogLimit = 1024 * 1024;
+
+// The commands' exit codes, after sysexits.h where it has one.
+enum ExitCode : int {
+  exitOk = 0,
+  exitFailure = 1,
+  exitNoHost = 3,
+  exitUsage = 64,
+  exitUnavailable = 69,
+  exitAlreadyRunning = 75,
+  exitNoPermission = 77,
+  exitBadSettingsFile = 78,
+};
+
+enum class ControlCommand { status, follow, setSetting, resetSettings, listSettings, pause, resume };
+
+template <>
+struct RawValues<ControlCommand> {
+  static constexpr std::array table{
+      std::pair{ControlCommand::status, std::string_view("status")},
+      std::pair{ControlCommand::follow, std::string_view("follow")},
+      std::pair{ControlCommand::setSetting, std::string_view("setSetting")},
+      std::pair{ControlCommand::resetSettings, std::string_view("resetSettings")},
+      std::pair{ControlCommand::listSettings, std::string_view("listSettings")},
+      std::pair{ControlCommand::pause, std::string_view("pause")},
+      std::pair{ControlCommand::resume, std::string_view("resume")}};
+};
+
+struct ControlRequest {
+  int version = controlVersion;
+  ControlCommand command{};
+  std::optional<std::string> key;
+  std::optional<std::string> value;  // as the user typed it
+  std::optional<double> seconds;     // of a pause
+
+  static constexpr auto fields() {
+    using R = ControlRequest;
+    return std::tuple{field("version", &R::version), field("command", &R::command), field("key", &R::key),
+                      field("value", &R::value), field("seconds", &R::seconds)};
+  }
+};
+
+// One setting as it reads now.
+struct SettingEntry {
+  std::string key;
+  std::string value;
+  std::string defaultValue;
+  std::string allowed;  // in words
+
+  static constexpr auto fields() {
+    using S = SettingEntry;
+    return std::tuple{field("key", &S::key), field("value", &S::value),
+                      field("defaultValue", &S::defaultValue), field("allowed", &S::allowed)};
+  }
+};
+
+struct ControlResponse {
+  int version = controlVersion;
+  int exitCode = exitOk;                              // for the command to end with
+  std::optional<std::string> message;                 // for people; an error where exitCode is not 0
+  std::optional<StatusReport> status;                 // status, follow
+  std::optional<std::vector<SettingEntry>> settings;  // listSettings
+
+  static constexpr auto fields() {
+    using R = ControlResponse;
+    return std::tuple{field("version", &R::version), field("exitCode", &R::exitCode),
+                      field("message", &R::message), field("status", &R::status),
+                      field("settings", &R::settings)};
+  }
+};
+
+// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many.
+std::string controlLine(ControlResponse response);
+
+}  // namespace vigilo

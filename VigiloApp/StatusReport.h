@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "agents/AgentModel.h"
+#include "helper/HelperProtocol.h"
+#include "platform/PowerSource.h"
+#include "platform/ThermalState.h"
+#include "policy/WakeDecision.h"
+#include "support/RecordFields.h"
+
+namespace vigilo {
+
+// The settings as they read now, for the status.
+struct SettingsReport {
+  bool masterEnabled = true;
+  bool manualHoldEnabled = false;
+  double releaseDelaySeconds = 30;
+  int batteryFloorPercent = 15;
+  bool onlyOnAC = false;
+  bool deepLidProtectionEnabled = true;
+  bool preventDisplaySleep = false;
+  bool launchAtLogin = false;
+  bool notificationsEnabled = true;
+  bool soundEnabled = true;
+  bool hasCompletedOnboarding = false;
+
+  bool operator==(const SettingsReport&) const = default;
+  static constexpr auto fields() {
+    using S = SettingsReport;
+    return std::tuple{field("masterEnabled", &S::masterEnabled),
+                      field("manualHoldEnabled", &S::manualHoldEnabled),
+                      field("releaseDelaySeconds", &S::releaseDelaySeconds),
+                      field("batteryFloorPercent", &S::batteryFloorPercent),
+                      field("onlyOnAC", &S::onlyOnAC),
+                      field("deepLidProtectionEnabled", &S::deepLidProtectionEnabled),
+                      field("preventDisplaySleep", &S::preventDisplaySleep),
+                      field("launchAtLogin", &S::launchAtLogin),
+                      field("notificationsEnabled", &S::notificationsEnabled),
+                      field("soundEnabled", &S::soundEnabled),
+                      field("hasCompletedOnboarding", &S::hasCompletedOnboarding)};
+  }
+};
+
+// What `vigilo status` tells: one consistent picture of the running host.
+struct StatusReport {
+  WakeDecision currentDecision;
+  std::string statusDescription;
+  std::optional<Date> protectionStartedAt;  // absent when not protecting
+  double elapsedProtectionSeconds = 0;
+  std::vector<AgentSession> activeSessionsList;  // newest first
+  // How many older sessions were left out so that the report fits a control message; absent when none.
+  std::optional<std::int64_t> omittedSessions;
+  std::optional<DeepSleepStatus> helperStatus;  // absent when unknown
+  bool idleAssertionActive = false;
+  PowerSourceSnapshot powerSource;
+  SystemThermalState thermalState{};
+  bool isLidClosed = false;
+  std::optional<Date> pauseUntil;  // absent when not paused
+  SettingsReport settings;
+
+  bool operator==(const StatusReport&) const = default;
+  static constexpr auto fields() {
+    using S = StatusReport;
+    return std::tuple{field("currentDecision", &S::currentDecision),
+                      field("statusDescription", &S::statusDescription),
+                      field("protectionStartedAt", &S::protectionStartedAt),
+                      field("elapsedProtectionSeconds", &S::elapsedProtectionSeconds),
+                      field("activeSessionsList", &S::activeSessionsList),
+                      field("omittedSessions", &S::omittedSessions),
+                      field("helperStatus", &S::helperStatus),
+                      field("idleAssertionActive", &S::idleAssertionActive),
+                      field("powerSource", &S::powerSource),
+                      field("thermalState", &S::thermalState),
+                      field("isLidClosed", &S::isLidClosed),
+                      field("pauseUntil", &S::pauseUntil),
+                      field("settings", &S::settings)};
+  }
+};
+
+}  // namespace vigilo

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "VigiloApp/StatusReport.h"
+#include "policy/WakeDecision.h"
+
+namespace vigilo {
+
+// What `vigilo status` prints: in plain words what is held, why, since when, and what would end it. Ends in a
+// line feed. `now` is the reader's.
+std::string statusText(const StatusReport& report, Date now);
+
+// "on battery, 57 %, 2 h 10 min left".
+std::string powerText(const PowerSourceSnapshot& power);
+
+// One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
+std::string decisionLine(const WakeDecision& decision);
+
+// Why the deep hold that the decision asks for is not there; absent when it is, or is not asked for, or when
+// that is not known yet.
+std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
+                                           const std::optional<DeepSleepStatus>& helper);
+
+// Whether the second decision is news to somebody who has read the first: a debounce that counts down is not.
+bool isNews(const WakeDecision& before, const WakeDecision& now);
+
+// Whether two reports differ in nothing but what the passing of time changes.
+bool sameButForTime(StatusReport before, StatusReport now);
+
+// "10:32:01", in local time.
+std::string localTime(Date date);
+
+}  // namespace vigilo

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "VigiloApp/StatusReport.h"
+#include "support/Date.h"
+
+namespace vigilo {
+
+// What `vigilo run` says on standard output: a few lines at the start, then a line for each change of the
+// decision and for a deep hold that is not in force. Lives on the main queue.
+class TerminalReport {
+ public:
+  // The lines of the start; nothing else is written before them.
+  void introduce(const std::string& lines);
+  // The host has evaluated, or knows more about the helper.
+  void show(const StatusReport& report, Date now);
+
+ private:
+  void line(Date now, const std::string& text);
+
+  bool introduced_ = false;
+  std::optional<WakeDecision> shown_;
+  std::optional<std::string> problem_;
+};
+
+}  // namespace vigilo

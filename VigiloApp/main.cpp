@@ -1,0 +1,128 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/DurationText.h"
+#include "VigiloApp/HelperCommands.h"
+#include "VigiloApp/Host.h"
+#include "VigiloApp/SettingsCommands.h"
+#include "VigiloApp/StatusCommand.h"
+#include "platform/Directories.h"
+
+namespace {
+
+using namespace vigilo;
+
+// Prints what a command on the settings has to say, and gives its exit code.
+int report(const ControlResponse& response) {
+  const std::string message = response.message.value_or("");
+  if (!message.empty()) std::fprintf(response.exitCode == exitOk ? stdout : stderr, "%s\n", message.c_str());
+  return response.exitCode;
+}
+
+int set(const Directories& directories, const std::string& key, const std::string& value) {
+  return report(
+      settingsCommand(directories, {.command = ControlCommand::setSetting, .key = key, .value = value}));
+}
+
+int pause(const Directories& directories, const std::string& text) {
+  const auto seconds = parseDuration(text);
+  if (!seconds) {
+    std::fprintf(
+        stderr,
+        "vigilo: \"%s\" is not a duration. Write one such as 90s, 30m or 1h30m: one second to 30 days.\n",
+        text.c_str());
+    return exitUsage;
+  }
+  return report(settingsCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
+}
+
+int listSettings(const Directories& directories, const std::string& onlyKey) {
+  const ControlResponse response =
+      settingsCommand(directories, {.command = ControlCommand::listSettings,
+                                    .key = onlyKey.empty() ? std::nullopt : std::optional(onlyKey)});
+  if (!response.settings) return report(response);
+  if (onlyKey.empty())
+    std::fputs(settingsTable(*response.settings).c_str(), stdout);
+  else
+    for (const auto& entry : *response.settings) std::printf("%s\n", entry.value.c_str());
+  return report(response);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Directories directories = Directories::ofCurrentUser();
+  int exitCode = exitOk;
+  CLI::App app{"Keeps this machine awake while coding agents work, and lets it sleep when they are done.",
+               "vigilo"};
+  app.set_version_flag("--version", std::string("vigilo " VIGILO_VERSION));
+  app.require_subcommand(1);
+
+  HostOptions hostOptions;
+  auto* run = app.add_subcommand("run", "Run the host in the foreground until Ctrl-C");
+  run->add_flag("-v,--verbose", hostOptions.verbose,
+                "On a terminal: show every log line, not decisions and errors only");
+  run->callback([&] { exitCode = runHost(directories, hostOptions); });
+
+  StatusOptions statusOptions;
+  auto* status = app.add_subcommand("status", "Tell what is held, why, since when, and what would end it");
+  status->add_flag("--json", statusOptions.json, "Print one JSON object (with --follow: one a line)");
+  status->add_flag("--follow", statusOptions.follow, "Go on, and tell each change");
+  status->callback([&] { exitCode = statusCommand(directories, statusOptions); });
+
+  app.add_subcommand("enable", "Turn protection on")->callback([&] {
+    exitCode = set(directories, "masterEnabled", "true");
+  });
+  app.add_subcommand("disable", "Turn protection off until it is enabled again")->callback([&] {
+    exitCode = set(directories, "masterEnabled", "false");
+  });
+
+  std::string duration;
+  auto* pauseCommand = app.add_subcommand("pause", "Let the machine sleep for a while, whatever agents do");
+  pauseCommand->add_option("DURATION", duration, "90s, 30m, 1h30m")->required();
+  pauseCommand->callback([&] { exitCode = pause(directories, duration); });
+  app.add_subcommand("resume", "End a pause")->callback([&] {
+    exitCode = report(settingsCommand(directories, {.command = ControlCommand::resume}));
+  });
+
+  std::string onOrOff;
+  auto* hold = app.add_subcommand("hold", "Hold the machine awake with or without agents");
+  hold->add_option("on|off", onOrOff)->required()->check(CLI::IsMember({"on", "off"}));
+  hold->callback(
+      [&] { exitCode = set(directories, "manualHoldEnabled", onOrOff == "on" ? "true" : "false"); });
+
+  std::string key;
+  std::string value;
+  auto* settings = app.add_subcommand("settings", "List the settings, or read and change them");
+  settings->require_subcommand(0, 1);
+  auto* get = settings->add_subcommand("get", "Print one setting's value");
+  get->add_option("KEY", key)->required();
+  get->callback([&] { exitCode = listSettings(directories, key); });
+  auto* setCommand = settings->add_subcommand("set", "Change one setting");
+  setCommand->add_option("KEY", key)->required();
+  setCommand->add_option("VALUE", value)->required();
+  setCommand->callback([&] { exitCode = set(directories, key, value); });
+  auto* reset = settings->add_subcommand("reset", "Set every setting to its default");
+  reset->callback(
+      [&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
+  settings->callback([&] {
+    if (settings->get_subcommands().empty()) exitCode = listSettings(directories, "");
+  });
+
+  auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
+  helper->require_subcommand(1);
+  helper->add_subcommand("status", "Tell whether a helper runs and what it holds")->callback([&] {
+    exitCode = helperStatusCommand(directories);
+  });
+  helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
+      ->callback([&] { exitCode = helperUninstallCommand(directories); });
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and the version end with 0; a wrong command line is a usage error, whatever the library calls it.
+    return app.exit(error) == 0 ? exitOk : exitUsage;
+  }
+  return exitCode;
+}

@@ -1,0 +1,205 @@
+#include "AppCoordinator.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace vigilo {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto evaluationPeriod = 1s;
+// A tick that comes this much late by the wall clock means that the machine slept or the clock was set: every
+// input is read again.
+constexpr double resumeGapSeconds = 5;
+// Sessions that nobody has heard of for a day are forgotten; and beyond so many, the oldest inactive ones.
+constexpr double forgetAfterSeconds = 24 * 3600;
+constexpr std::size_t mostSessions = 20000;
+
+}  // namespace
+
+std::shared_ptr<AppCoordinator> AppCoordinator::create(Components components) {
+  std::shared_ptr<AppCoordinator> coordinator(new AppCoordinator(std::move(components)));
+  coordinator->setupSubscriptions();
+  return coordinator;
+}
+
+AppCoordinator::AppCoordinator(Components components)
+    : parts_(std::move(components)),
+      holds_(parts_.holdsQueue, parts_.idleAssertionController, parts_.deepSleepController) {}
+
+AppCoordinator::~AppCoordinator() = default;
+
+void AppCoordinator::setupSubscriptions() {
+  // The values that come along are triggers only: an evaluation reads every input from its owner.
+  const auto reevaluate = [weak = weak_from_this()](const auto&...) {
+    if (const auto self = weak.lock()) self->scheduleEvaluation();
+  };
+  parts_.agentCoordinator->setDelegate(weak_from_this());
+  parts_.batteryMonitor->onPowerSourceChanged(reevaluate);
+  parts_.thermalMonitor->onThermalStateChanged(reevaluate);
+  parts_.lidMonitor->onLidStateChanged(reevaluate);
+  subscriptions_.push_back(parts_.settings.onChange(reevaluate));
+  // The process monitor's matches and the usage coordinator's budget reports trigger here as well once they
+  // stand.
+}
+
+void AppCoordinator::start() {
+  log_.info("Starting Vigilo AppCoordinator...");
+  parts_.batteryMonitor->start();
+  parts_.thermalMonitor->start();
+  // The lid is asked for on the bus.
+  parts_.holdsQueue.async([lid = parts_.lidMonitor] { lid->start(); });
+  // The process monitor starts here.
+  if (parts_.hookReceiver != nullptr) {
+    try {
+      parts_.hookReceiver->start();
+    } catch (const std::exception& error) {
+      log_.error("Failed to start hook receiver: %s", error.what());
+    }
+  }
+  // The global shortcut starts here; it flips the master switch.
+  lastTick_.reset();
+  evalTimer_ = parts_.mainQueue.timer(evaluationPeriod, evaluationPeriod, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->tick();
+  });
+  // The usage coordinator starts here.
+  evaluate();
+}
+
+void AppCoordinator::stop(std::function<void()> released) {
+  evalTimer_.reset();
+  // The usage coordinator stops here.
+  if (parts_.hookReceiver != nullptr) parts_.hookReceiver->stop();
+  parts_.batteryMonitor->stop();
+  parts_.thermalMonitor->stop();
+  holds_.release(std::move(released));
+}
+
+void AppCoordinator::tick() {
+  const Date now = parts_.clock();
+  refreshInputsAfterPause(now);
+  removeForgottenSessions(now);
+  parts_.agentCoordinator->sweepStaleSessions(now);
+  evaluate();
+}
+
+void AppCoordinator::refreshInputsAfterPause(Date now) {
+  const bool gap = lastTick_ && (now - *lastTick_ > resumeGapSeconds || now < *lastTick_);
+  lastTick_ = now;
+  if (!gap) return;
+  log_.info("The clock moved by itself (a sleep, or the time was set): reading every input again");
+  parts_.batteryMonitor->refresh();
+  parts_.thermalMonitor->refresh();
+}
+
+void AppCoordinator::removeForgottenSessions(Date now) {
+  std::vector<std::pair<Date, std::string>> inactive;  // when last heard of, id
+  std::size_t count = 0;
+  {
+    const SessionSnapshot sessions = parts_.agentCoordinator->sessions();
+    count = sessions->size();
+    for (const auto& [id, session] : *sessions) {
+      if (session.isWorking()) continue;
+      if (count > mostSessions || now - session.lastEventAt > forgetAfterSeconds) {
+        inactive.emplace_back(session.lastEventAt, id);
+      }
+    }
+  }
+  std::sort(inactive.begin(), inactive.end());
+  for (const auto& [lastEventAt, id] : inactive) {
+    if (count <= mostSessions && now - lastEventAt <= forgetAfterSeconds) break;
+    parts_.agentCoordinator->removeSession(id);
+    --count;
+  }
+}
+
+void AppCoordinator::scheduleEvaluation() {
+  if (evaluationWaits_.exchange(true)) return;
+  parts_.mainQueue.async([weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self != nullptr && self->evaluationWaits_) self->evaluate();
+  });
+}
+
+void AppCoordinator::agentSessionsDidChange(const SessionSnapshot&, std::optional<Date>) {
+  scheduleEvaluation();
+}
+
+void AppCoordinator::coordinatorDidUpdateSessions(SessionSnapshot sessions,
+                                                  std::optional<Date> lastActiveAgentStoppedAt) {
+  agentSessionsDidChange(sessions, lastActiveAgentStoppedAt);
+}
+
+void AppCoordinator::evaluate() {
+  evaluationWaits_ = false;
+  PolicyEvaluationContext context;
+  context.config = parts_.settings.policyConfig();
+  context.sessions = parts_.agentCoordinator->sessions();
+  context.powerSource = parts_.batteryMonitor->currentSnapshot();
+  context.thermalState = parts_.thermalMonitor->currentThermalState();
+  context.now = parts_.clock();
+  context.pauseUntil = parts_.settings.pauseUntil();
+  context.lastActiveAgentStoppedAt = parts_.agentCoordinator->lastActiveAgentStoppedAt();
+  context.isCurrentlyBatteryBlocked = isBatteryBlocked_;
+  const WakeDecision decision = policyEngine_.evaluate(context);
+
+  updateBatteryLatch(decision, context.powerSource, context.config);
+  publishSessions(*context.sessions);
+  // Agent families and the dominant visual state are published here once the presentation stands.
+  currentDecision.set(decision);
+  handleDecisionTransition(previousDecision_, decision);
+  previousDecision_ = decision;
+  if (onEvaluated) onEvaluated();
+}
+
+// A latch survives other blocks for as long as the battery stays low; an unknown charge clears it only on AC.
+void AppCoordinator::updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
+                                        const PolicyConfiguration& config) {
+  if (decision.isBlocked(SafetyBlock::batteryBelowFloor))
+    isBatteryBlocked_ = true;
+  else if (power.isOnAC)
+    isBatteryBlocked_ = false;
+  else if (power.batteryPercent.value_or(0) >= config.batteryFloorPercent + config.batteryHysteresisPercent) {
+    isBatteryBlocked_ = false;
+  }
+}
+
+void AppCoordinator::publishSessions(const SessionTable& sessions) {
+  std::vector<const AgentSession*> order;
+  order.reserve(sessions.size());
+  for (const auto& entry : sessions) order.push_back(&entry.second);
+  // The table has no order of its own: sessions that began at the same moment go by id, so that the list is
+  // stable.
+  std::sort(order.begin(), order.end(), [](const AgentSession* a, const AgentSession* b) {
+    return a->startedAt != b->startedAt ? a->startedAt > b->startedAt : a->id < b->id;
+  });
+  std::vector<AgentSession> list;
+  list.reserve(order.size());
+  for (const auto* session : order) list.push_back(*session);
+  activeSessionsList.set(std::move(list));
+}
+
+void AppCoordinator::handleDecisionTransition(const WakeDecision& from, const WakeDecision& to) {
+  if (const auto* hold = to.hold()) {
+    if (!from.isHolding()) protectionStartedAt.set(parts_.clock());
+    requestHold(*hold);
+    // The notice that protection has started is posted here, for max(activeAgentCount, 1) agents, when it had
+    // not.
+  } else if (from.isHolding()) {
+    protectionStartedAt.set(std::nullopt);
+    holds_.release([] {});
+    // The notice that belongs to the new decision is posted here.
+  }
+}
+
+void AppCoordinator::requestHold(const WakeDecision::Hold& hold) {
+  holds_.hold({hold.reason, parts_.settings.preventDisplaySleep(), hold.requiresDeepHold});
+}
+
+double AppCoordinator::elapsedProtectionSeconds() const {
+  const auto& since = protectionStartedAt.get();
+  return since ? parts_.clock() - *since : 0;
+}
+
+}  // namespace vigilo

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "HoldApplier.h"
+#include "agents/AgentStateCoordinator.h"
+#include "agents/HookEventReceiver.h"
+#include "policy/BatteryMonitor.h"
+#include "policy/LidMonitor.h"
+#include "policy/SettingsStore.h"
+#include "policy/ThermalMonitor.h"
+#include "policy/WakePolicyEngine.h"
+#include "support/Log.h"
+#include "support/Observable.h"
+#include "support/Queue.h"
+
+namespace vigilo {
+
+// The central object of the host. It starts and stops the monitors and the receiver, gathers their latest
+// state into a context once a second and on every change, lets the wake policy decide, hands what is to be
+// held to the holds queue, and publishes what the user is shown.
+//
+// All state belongs to the main queue, and every member is called there, except `agentSessionsDidChange` and
+// `coordinatorDidUpdateSessions`, which any thread may call. Callbacks from elsewhere hop to the main queue;
+// evaluations that wait there fold into one.
+class AppCoordinator final : public AgentStateCoordinatorDelegate,
+                             public std::enable_shared_from_this<AppCoordinator> {
+ public:
+  // What the coordinator works with. It keeps the shared parts alive; queues and settings must outlive it.
+  struct Components {
+    Queue& mainQueue;
+    Queue& holdsQueue;  // where assertions and deep lease requests run
+    Clock clock;
+    SettingsStore& settings;
+    std::shared_ptr<AgentStateCoordinator> agentCoordinator;
+    std::shared_ptr<IdleWakeAssertionControlling> idleAssertionController;
+    std::shared_ptr<DeepSleepControlling> deepSleepController;
+    std::shared_ptr<BatteryMonitoring> batteryMonitor;
+    std::shared_ptr<ThermalMonitoring> thermalMonitor;
+    std::shared_ptr<LidMonitoring> lidMonitor;
+    std::shared_ptr<HookEventReceiver> hookReceiver;  // none in a simulation
+  };
+
+  static std::shared_ptr<AppCoordinator> create(Components components);
+  ~AppCoordinator() override;
+
+  void start();
+  // Ends the evaluation, the receiver and the monitors, and gives back every hold. The published state stays.
+  // `released` comes on the holds queue once the helper has answered or failed to.
+  void stop(std::function<void()> released = [] {});
+  // One evaluation of the policy, applied and published.
+  void evaluate();
+
+  // The sessions have changed: evaluates soon. The arguments are not looked at; `evaluate` reads every input
+  // anew.
+  void agentSessionsDidChange(const SessionSnapshot& sessions, std::optional<Date> lastStoppedAt);
+  void coordinatorDidUpdateSessions(SessionSnapshot sessions,
+                                    std::optional<Date> lastActiveAgentStoppedAt) override;
+
+  // Seconds under protection; 0 when not protecting.
+  double elapsedProtectionSeconds() const;
+
+  // Published: observers are told before the value changes. Set by every evaluation.
+  Published<WakeDecision> currentDecision{WakeDecision::Release{"Initializing"}};
+  Published<std::optional<Date>> protectionStartedAt{std::nullopt};
+  Published<std::vector<AgentSession>> activeSessionsList{{}};  // newest first
+  // Set by whoever polls the helper.
+  Published<std::optional<DeepSleepStatus>> helperStatus{std::nullopt};
+
+  // Called after each evaluation, with everything above in place.
+  std::function<void()> onEvaluated;
+
+ private:
+  explicit AppCoordinator(Components components);
+  void setupSubscriptions();
+  void scheduleEvaluation();
+  void tick();
+  void refreshInputsAfterPause(Date now);
+  void removeForgottenSessions(Date now);
+  void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
+                          const PolicyConfiguration& config);
+  void publishSessions(const SessionTable& sessions);
+  void handleDecisionTransition(const WakeDecision& from, const WakeDecision& to);
+  void requestHold(const WakeDecision::Hold& hold);
+
+  const Components parts_;
+  const WakePolicyEngine policyEngine_{};
+  const Log log_{"com.vigilo.app", "coordinator"};
+  HoldApplier holds_;
+
+  WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
+  bool isBatteryBlocked_ = false;
+  std::optional<Date> lastTick_;
+  CancelToken evalTimer_;
+  std::vector<std::shared_ptr<void>> subscriptions_;
+  std::atomic<bool> evaluationWaits_{false};
+};
+
+}  // namespace vigilo

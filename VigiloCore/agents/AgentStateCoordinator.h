@@ -1,0 +1,83 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agents/AgentStateCoordinatorDelegate.h"
+#include "agents/HookEventReceiverDelegate.h"
+#include "agents/ProcessMatch.h"
+#include "agents/SessionTable.h"
+#include "support/Log.h"
+#include "support/Mutex.h"
+
+namespace vigilo {
+
+// Holds the one table of known sessions. Hook events and process scans feed it; a session that has not been
+// heard of for `staleSessionTTL` seconds becomes stale and stays so until the next event or scan revives it.
+//
+// Debounce start: the moment when the last active session stopped; absent while any is active. It is only
+// recorded here: the policy decides how long to wait from it.
+//
+// A hook event costs the same however many sessions there are, as long as nobody holds a snapshot. Never
+// fails. Thread-safe: one lock guards the table; the delegate is held weakly and called with no lock held, so
+// it may call back.
+class AgentStateCoordinator final : public HookEventReceiverDelegate {
+ public:
+  explicit AgentStateCoordinator(Clock clock);
+
+  void setDelegate(std::weak_ptr<AgentStateCoordinatorDelegate> delegate);
+  void setStaleSessionTTL(double seconds);
+
+  SessionSnapshot sessions() const;
+  std::optional<Date> lastActiveAgentStoppedAt() const;
+  // How many sessions are working or waiting.
+  int activeWorkingCount() const;
+
+  // Each of these tells the delegate once, whether or not it found anything to change.
+  void didReceiveHookEvent(const HookEvent& event) override;
+  // Applies one complete scan: sessions of processes that are gone leave the table, new ones enter with a
+  // confidence of 0.6. Sessions that are known otherwise than by their process stay.
+  void syncProcessSessions(const std::vector<ProcessMatch>& activeMatches);
+  // Creates or refreshes one process session.
+  void registerProcessSession(AgentType agent, std::int32_t pid, bool isWorking, double confidence);
+  // Leaves the debounce start alone, as does `clearAllSessions`.
+  void removeSession(const std::string& id);
+  void sweepStaleSessions(Date now);
+  void clearAllSessions();
+
+ private:
+  // What the end of an operation has to tell, once the lock is released.
+  struct Outcome {
+    SessionSnapshot sessions;
+    std::optional<Date> debounceStart;
+    bool debounceBegan = false;
+    std::shared_ptr<AgentStateCoordinatorDelegate> delegate;
+  };
+
+  SessionTable& mutableTable() VIGILO_REQUIRES(mutex_);
+  void setState(AgentSession& session, AgentState state) VIGILO_REQUIRES(mutex_);
+  void erase(const std::string& id) VIGILO_REQUIRES(mutex_);
+  AgentSession& insertProcessSession(std::string id, AgentType agent, std::int32_t pid, bool isWorking,
+                                     double confidence, Date now) VIGILO_REQUIRES(mutex_);
+  void removeVanishedProcesses(const std::vector<ProcessMatch>& activeMatches) VIGILO_REQUIRES(mutex_);
+  void applyMatch(const ProcessMatch& match, Date now) VIGILO_REQUIRES(mutex_);
+  Outcome finish() VIGILO_REQUIRES(mutex_);
+  Outcome finish(int activeBefore) VIGILO_REQUIRES(mutex_);
+  void tell(Outcome outcome) const;
+
+  const Log log_{"com.vigilo.app", "agents"};
+  const Clock clock_;
+
+  mutable Mutex mutex_;
+  // Copied before a change while a snapshot of it is out.
+  std::shared_ptr<SessionTable> table_ VIGILO_GUARDED_BY(mutex_);
+  // Active sessions in the table, counted along so that no event has to look at all of them.
+  int activeCount_ VIGILO_GUARDED_BY(mutex_) = 0;
+  std::optional<Date> lastActiveAgentStoppedAt_ VIGILO_GUARDED_BY(mutex_);
+  double staleSessionTTL_ VIGILO_GUARDED_BY(mutex_) = 900;
+  std::weak_ptr<AgentStateCoordinatorDelegate> delegate_ VIGILO_GUARDED_BY(mutex_);
+};
+
+}  // namespace vigilo

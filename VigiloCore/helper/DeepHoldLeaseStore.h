@@ -1,0 +1,87 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <tuple>
+
+#include "helper/HelperProtocol.h"
+#include "platform/SystemPowerControlling.h"
+#include "support/AtomicFile.h"
+#include "support/Date.h"
+#include "support/Log.h"
+#include "support/Mutex.h"
+
+namespace vigilo {
+
+// What the store remembers, in memory and in its file.
+struct DeepHoldStateRecord {
+  bool isHolding = false;
+  std::optional<std::string> activeLeaseId;
+  std::optional<Date> expiresAt;
+  bool originalSleepDisabled = false;  // the system's setting before the store's own change
+
+  bool operator==(const DeepHoldStateRecord&) const = default;
+  static constexpr auto fields() {
+    return std::tuple{field("isHolding", &DeepHoldStateRecord::isHolding),
+                      field("activeLeaseId", &DeepHoldStateRecord::activeLeaseId),
+                      field("expiresAt", &DeepHoldStateRecord::expiresAt),
+                      field("originalSleepDisabled", &DeepHoldStateRecord::originalSleepDisabled)};
+  }
+};
+
+// The daemon's one piece of state: whether it holds system sleep disabled, under which lease, until when, and
+// what the system's own setting was before.
+//
+// A lease is a dead-man switch: the host acquires it, keeps renewing it, and releases it; a lease that is not
+// renewed in time is ended by the watchdog. The original setting is captured when a hold begins and restored
+// when it ends, and only where it was "sleep enabled": who had disabled sleep by other means keeps that. A
+// second acquirer takes the hold over; a renewal under any identifier counts.
+//
+// The record is saved after every change, so that a restarted daemon knows of the hold that it inherits. A
+// failing save or a failing controller does not fail the operation: the record in memory rules, and the
+// watchdog takes a lost hold again.
+//
+// Thread-safe: one lock guards each operation from start to end, the controller's calls included. The
+// controller must outlive the store.
+class DeepHoldLeaseStore {
+ public:
+  // Reads the file, if one is named; one that is missing or damaged counts as none. Changes nothing. Without
+  // a file the record lives in memory only.
+  DeepHoldLeaseStore(SystemPowerControlling& powerController, std::optional<std::string> stateFile,
+                     WriteGate mayWrite, Clock clock);
+
+  DeepSleepStatus status() VIGILO_EXCLUDES(lock_);
+  bool isHolding() const VIGILO_EXCLUDES(lock_);
+
+  // Takes the hold, or takes over an existing one; always true. `ttlSeconds` must fit a whole number of
+  // seconds: anything else aborts.
+  bool acquire(const std::string& leaseId, double ttlSeconds) VIGILO_EXCLUDES(lock_);
+  // Extends the hold under the identifier; false when nothing is held.
+  bool renew(const std::string& leaseId, double ttlSeconds) VIGILO_EXCLUDES(lock_);
+  // Gives the hold back; false when the identifier names another lease than the active one.
+  bool release(const std::optional<std::string>& leaseId) VIGILO_EXCLUDES(lock_);
+  // Ends a lapsed hold (true), or takes a hold that was lost again (false).
+  bool checkWatchdog() VIGILO_EXCLUDES(lock_);
+
+  // Takes again an unexpired hold that an earlier process took, where the setting dies with its process. For
+  // the daemon's start, before it serves anybody.
+  void retakeInheritedHold() VIGILO_EXCLUDES(lock_);
+
+ private:
+  void begin(const std::string& leaseId, double ttlSeconds, Date expiry) VIGILO_REQUIRES(lock_);
+  void takeOver(const std::string& leaseId, Date expiry) VIGILO_REQUIRES(lock_);
+  void _internalRelease() VIGILO_REQUIRES(lock_);
+  bool hasLapsed(Date now) const VIGILO_REQUIRES(lock_);
+  void ensureInForce() VIGILO_REQUIRES(lock_);
+  void saveState() VIGILO_REQUIRES(lock_);
+
+  SystemPowerControlling& powerController_;
+  const std::optional<std::string> stateFile_;
+  const WriteGate mayWrite_;
+  const Clock clock_;
+  mutable Mutex lock_;
+  DeepHoldStateRecord state_ VIGILO_GUARDED_BY(lock_);
+  FailureEpisode saveFailure_ VIGILO_GUARDED_BY(lock_);
+};
+
+}  // namespace vigilo

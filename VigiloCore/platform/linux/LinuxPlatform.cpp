@@ -1,0 +1,10 @@
+#include "platform/Platform.h"
+
+namespace vigilo {
+
+Platform Platform::ofThisMachine() {
+  return {makePowerAssertions(), makePowerSourceProvider(), makeThermalStateProvider(),
+          makeLidStateProvider()};
+}
+
+}  // namespace vigilo

@@ -1,0 +1,241 @@
+#include "policy/SettingsStore.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <locale>
+#include <sstream>
+
+namespace vigilo {
+namespace {
+
+using enum SettingKey;
+
+constexpr const char* trueOrFalse = "true or false";
+
+constexpr Setting flag(SettingKey key, const char* name, bool fallback) {
+  return {key, name, SettingType::boolean, fallback ? 1.0 : 0.0, 0, 1, trueOrFalse};
+}
+
+constexpr std::array settings{
+    flag(masterEnabled, "masterEnabled", true),
+    flag(manualHoldEnabled, "manualHoldEnabled", false),
+    Setting{releaseDelaySeconds, "releaseDelaySeconds", SettingType::number, 30, 0, 86400, "0 to 86400"},
+    Setting{batteryFloorPercent, "batteryFloorPercent", SettingType::integer, 15, 5, 50, "5 to 50"},
+    flag(onlyOnAC, "onlyOnAC", false),
+    flag(deepLidProtectionEnabled, "deepLidProtectionEnabled", true),
+    flag(preventDisplaySleep, "preventDisplaySleep", false),
+    flag(launchAtLogin, "launchAtLogin", false),
+    flag(notificationsEnabled, "notificationsEnabled", true),
+    flag(soundEnabled, "soundEnabled", true),
+    flag(hasCompletedOnboarding, "hasCompletedOnboarding", false),
+    Setting{pauseUntil, "pauseUntil", SettingType::date, 0, 0, 0,
+            "an ISO 8601 date such as 2026-11-21T08:00:00Z, or none"},
+};
+
+constexpr bool isInOrder() {
+  for (std::size_t i = 0; i < settings.size(); ++i) {
+    if (static_cast<std::size_t>(settings[i].key) != i) return false;
+  }
+  return true;
+}
+static_assert(isInOrder(), "the table follows the enumeration");
+
+constexpr const Setting& settingOf(SettingKey key) {
+  return settings[static_cast<std::size_t>(key)];
+}
+
+// The default as it is stored; absent for a date.
+std::optional<DefaultsValue> fallbackValue(const Setting& setting) {
+  switch (setting.type) {
+    case SettingType::boolean:
+      return setting.fallback != 0;
+    case SettingType::integer:
+      return static_cast<std::int64_t>(setting.fallback);
+    case SettingType::number:
+      return setting.fallback;
+    case SettingType::date:
+      break;
+  }
+  return std::nullopt;
+}
+
+int clampedFloor(std::int64_t percent) {
+  constexpr const Setting& setting = settingOf(batteryFloorPercent);
+  return static_cast<int>(
+      std::clamp(percent, static_cast<std::int64_t>(setting.least), static_cast<std::int64_t>(setting.most)));
+}
+
+// Numbers read and print with a point whatever the program's locale.
+std::optional<double> parseNumber(std::string_view text) {
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  double value = 0;
+  stream >> std::noskipws >> value;
+  if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
+  return value;
+}
+
+std::string printNumber(double value) {
+  std::ostringstream stream;
+  stream.imbue(std::locale::classic());
+  stream.precision(15);
+  stream << value;
+  return stream.str();
+}
+
+// The value that the text gives the setting.
+std::optional<DefaultsValue> parse(const Setting& setting, std::string_view text) {
+  if (setting.type == SettingType::boolean) {
+    if (text != "true" && text != "false") return std::nullopt;
+    return text == "true";
+  }
+  if (setting.type == SettingType::date) {
+    const auto date = Date::fromIso8601(text);
+    if (!date) return std::nullopt;
+    return *date;
+  }
+  const auto value = parseNumber(text);
+  if (!value || !(*value >= setting.least && *value <= setting.most)) return std::nullopt;
+  if (setting.type == SettingType::number) return *value;
+  if (*value != std::floor(*value)) return std::nullopt;
+  return static_cast<std::int64_t>(*value);
+}
+
+Result<const Setting*, SettingError> find(std::string_view name) {
+  std::string names;
+  for (const Setting& setting : settings) {
+    if (name == setting.name) return &setting;
+    names.append(names.empty() ? "" : ", ").append(setting.name);
+  }
+  return SettingError{"There is no setting \"" + std::string(name) + "\". There are: " + names + "."};
+}
+
+std::atomic<SettingsStore*> sharedStore{nullptr};
+
+}  // namespace
+
+SettingsStore::SettingsStore(UserDefaults& defaults, Clock clock)
+    : defaults_(defaults), clock_(std::move(clock)) {}
+
+SettingsStore* SettingsStore::shared() {
+  return sharedStore;
+}
+
+void SettingsStore::installShared(SettingsStore* store) {
+  sharedStore = store;
+}
+
+std::span<const Setting> SettingsStore::table() {
+  return settings;
+}
+
+std::optional<DefaultsValue> SettingsStore::stored(SettingKey key) const {
+  return defaults_.object(settingOf(key).name);
+}
+
+bool SettingsStore::boolean(SettingKey key) const {
+  const auto value = stored(key);
+  const bool* held = value ? std::get_if<bool>(&*value) : nullptr;
+  return held != nullptr ? *held : settingOf(key).fallback != 0;
+}
+
+std::optional<double> SettingsStore::number(SettingKey key) const {
+  const auto value = stored(key);
+  if (!value) return std::nullopt;
+  if (const auto* number = std::get_if<double>(&*value)) return *number;
+  if (const auto* whole = std::get_if<std::int64_t>(&*value)) return static_cast<double>(*whole);
+  return std::nullopt;
+}
+
+double SettingsStore::releaseDelaySeconds() const {
+  const auto value = number(SettingKey::releaseDelaySeconds);
+  return value && std::isfinite(*value) ? *value : settingOf(SettingKey::releaseDelaySeconds).fallback;
+}
+
+int SettingsStore::batteryFloorPercent() const {
+  const auto value = stored(SettingKey::batteryFloorPercent);
+  const auto* held = value ? std::get_if<std::int64_t>(&*value) : nullptr;
+  if (held == nullptr) return static_cast<int>(settingOf(SettingKey::batteryFloorPercent).fallback);
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<std::int64_t>(*held, Limits::min(), Limits::max()));
+}
+
+void SettingsStore::batteryFloorPercent(int value) {
+  write(SettingKey::batteryFloorPercent, static_cast<std::int64_t>(clampedFloor(value)));
+}
+
+std::optional<Date> SettingsStore::pauseUntil() const {
+  const auto value = stored(SettingKey::pauseUntil);
+  const auto* held = value ? std::get_if<Date>(&*value) : nullptr;
+  return held != nullptr ? std::optional(*held) : std::nullopt;
+}
+
+void SettingsStore::pauseUntil(std::optional<Date> value) {
+  write(SettingKey::pauseUntil, value ? std::optional<DefaultsValue>(*value) : std::nullopt);
+}
+
+PolicyConfiguration SettingsStore::policyConfig() const {
+  PolicyConfiguration config;
+  config.masterEnabled = masterEnabled();
+  config.manualHoldEnabled = manualHoldEnabled();
+  config.batteryFloorPercent = clampedFloor(batteryFloorPercent());  // also what was stored past this class
+  config.onlyOnAC = onlyOnAC();
+  config.releaseDebounceSeconds = std::max(0.0, releaseDelaySeconds());
+  // What is not even a number asks for no delay.
+  if (std::isnan(number(SettingKey::releaseDelaySeconds).value_or(0))) config.releaseDebounceSeconds = 0;
+  config.deepLidProtectionEnabled = deepLidProtectionEnabled();
+  return config;
+}
+
+void SettingsStore::resetToDefaults() {
+  for (const SettingKey key :
+       {SettingKey::masterEnabled, SettingKey::manualHoldEnabled, SettingKey::releaseDelaySeconds,
+        SettingKey::batteryFloorPercent, SettingKey::onlyOnAC, SettingKey::deepLidProtectionEnabled,
+        SettingKey::preventDisplaySleep, SettingKey::notificationsEnabled, SettingKey::soundEnabled,
+        SettingKey::pauseUntil, SettingKey::hasCompletedOnboarding})
+    write(key, fallbackValue(settingOf(key)));
+}
+
+Result<std::string, SettingError> SettingsStore::text(std::string_view name) const {
+  const auto setting = find(name);
+  if (!setting) return setting.error();
+  return print(**setting);
+}
+
+Result<std::string, SettingError> SettingsStore::setText(std::string_view name, std::string_view text) {
+  const auto setting = find(name);
+  if (!setting) return setting.error();
+  const bool removes = (*setting)->type == SettingType::date && text == "none";
+  auto value = removes ? std::nullopt : parse(**setting, text);
+  if (!value && !removes) {
+    return SettingError{"\"" + std::string(text) + "\" is no value for " + (*setting)->name + ": it takes " +
+                        (*setting)->allowed + "."};
+  }
+  write((*setting)->key, std::move(value));
+  return print(**setting);
+}
+
+std::string SettingsStore::print(const Setting& setting) const {
+  switch (setting.type) {
+    case SettingType::boolean:
+      return boolean(setting.key) ? "true" : "false";
+    case SettingType::integer:
+      return std::to_string(batteryFloorPercent());
+    case SettingType::number:
+      return printNumber(releaseDelaySeconds());
+    case SettingType::date:
+      break;
+  }
+  const auto date = pauseUntil();
+  return date ? date->iso8601() : "none";
+}
+
+void SettingsStore::write(SettingKey key, std::optional<DefaultsValue> value) {
+  defaults_.set(settingOf(key).name, std::move(value));
+  changes_.announce();
+}
+
+}  // namespace vigilo

@@ -1,0 +1,124 @@
+#include "HelperDaemon.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "helper/DefaultSystemPowerController.h"
+#include "helper/VigiloWritePolicy.h"
+#include "support/Log.h"
+
+namespace vigilo {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr Log logger{"com.vigilo.helper", "daemon"};
+
+constexpr auto watchdogInterval = 5s;
+constexpr auto uninstallDelay = 500ms;  // lets the answer reach the client
+constexpr auto pauseAfterFailedAccept = 100ms;
+constexpr int backlog = 32;
+constexpr int folderMode = 0755;
+constexpr mode_t socketMode = 0666;  // everyone may ask; the request handler decides
+
+std::string defaultSocketPath() {
+  return ::geteuid() == 0 ? rootHelperSocket : HelperDaemon::fallbackSocketPath();
+}
+
+std::string folderOf(const std::string& path) {
+  return path.substr(0, path.rfind('/'));
+}
+
+}  // namespace
+
+const std::string& HelperDaemon::fallbackSocketPath() {
+  static const std::string path = Directories::ofCurrentUser().helperSocket();
+  return path;
+}
+
+HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPath)
+    : mainQueue_(mainQueue),
+      socketPath_(socketPath ? std::move(*socketPath) : defaultSocketPath()),
+      powerController_(makeSystemPowerController()),
+      leaseStore_(*powerController_, folderOf(socketPath_) + "/vigilo-helper-state.json",
+                  VigiloWritePolicy::gate(Directories::ofCurrentUser()), Date::now),
+      handler_(leaseStore_),
+      queue_(AsioQueue::withThread("com.vigilo.helper.queue")),
+      waitingRoom_(*queue_, {}, [this](const ReadyConnection& connection) { serve(connection); }) {}
+
+int HelperDaemon::start() {
+  logger.info("The sleep setting is reached through %s", powerController_->description());
+  if (!listen()) return EXIT_FAILURE;
+  leaseStore_.retakeInheritedHold();
+  watchdogTimer_ = queue_->timer(watchdogInterval, watchdogInterval, [this] { leaseStore_.checkWatchdog(); });
+  logger.info("Vigilo Helper Daemon active on %s", socketPath_);
+  while (isRunning_) acceptNext();
+  return EXIT_SUCCESS;
+}
+
+bool HelperDaemon::listen() {
+  // Without the folder, binding fails and says so. A socket left by an earlier run would stop it too.
+  makeFolders(folderOf(socketPath_), folderMode);
+  ::unlink(socketPath_.c_str());
+  UniqueFd fd = makeUnixSocket();
+  if (!fd) {
+    logger.error("Helper failed to create socket: %d", errno);
+    return false;
+  }
+  if (!bindSocket(fd.get())) {
+    logger.error("Helper failed to bind socket at %s: %d", socketPath_, errno);
+    return false;
+  }
+  ::chmod(socketPath_.c_str(), socketMode);
+  if (::listen(fd.get(), backlog) != 0) {
+    logger.error("Helper failed to listen on socket");
+    ::unlink(socketPath_.c_str());
+    return false;
+  }
+  serverFd_ = std::move(fd);
+  isRunning_ = true;
+  return true;
+}
+
+bool HelperDaemon::bindSocket(int fd) const {
+  const auto address = unixSocketAddress(socketPath_);
+  return address && ::bind(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
+}
+
+void HelperDaemon::acceptNext() {
+  UniqueFd connection = acceptConnection(serverFd_.get());
+  if (connection) {
+    // Waits for the queue: while it is busy, further connections stay in the kernel's backlog, where they
+    // cost no descriptor of ours.
+    queue_->sync([&] { waitingRoom_.admit(std::move(connection)); });
+  } else if (errno != EINTR && errno != ECONNABORTED) {
+    std::this_thread::sleep_for(pauseAfterFailedAccept);
+  }
+}
+
+void HelperDaemon::serve(const ReadyConnection& connection) {
+  char request[helperMessageLimit];
+  const ssize_t count = ::read(connection.fd.get(), request, sizeof request);
+  if (count <= 0) return;
+  const auto reply =
+      handler_.handle(std::string_view(request, static_cast<std::size_t>(count)), connection.user);
+  if (reply.uninstallAsked) scheduleUninstall();
+  // A client that has gone gets no answer; nobody else misses it.
+  (void)sendOnce(connection.fd.get(), reply.bytes);
+}
+
+// On the main queue, so that it runs only where the main thread serves that queue; while the main thread
+// accepts, an uninstall means that the hold is given back, and the service manager ends the process.
+void HelperDaemon::scheduleUninstall() {
+  if (std::exchange(isUninstallScheduled_, true)) return;
+  mainQueue_.asyncAfter(uninstallDelay, [path = socketPath_] {
+    ::unlink(path.c_str());
+    std::exit(EXIT_SUCCESS);
+  });
+}
+
+}  // namespace vigilo

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "helper/DeepHoldLeaseStore.h"
+#include "helper/HelperRequestHandler.h"
+#include "platform/SystemPowerControlling.h"
+#include "support/AsioQueue.h"
+#include "support/SocketWaitingRoom.h"
+
+namespace vigilo {
+
+// The root daemon: a thin socket shell around HelperRequestHandler, with the watchdog that ends a lease which
+// nobody renews.
+//
+// The main thread accepts, and does nothing else. Everything that follows happens on one serial queue: an
+// accepted connection waits in the queue's poller for its first byte, without a time-out; then come one read,
+// the request, one write and the end of the connection. A watchdog tick or a request runs at a time.
+//
+// The daemon lives as long as its process: once it listens it is never destroyed. The state file lies beside
+// the socket. A signal ends the process with the record left as it is: the next
+// start takes the hold over.
+class HelperDaemon {
+ public:
+  // Below the home folder: where the daemon listens when it does not run as root.
+  static const std::string& fallbackSocketPath();
+
+  // Without a path: the system's as root, else the fallback. `mainQueue` is the process's main queue, which
+  // receives the end of the process that an uninstall asks for. Reads the state file.
+  explicit HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPath = std::nullopt);
+
+  // Listens, starts the watchdog and accepts on the calling thread for as long as the process lives. When
+  // setting up fails, says why in the log and returns the exit status 1.
+  int start();
+
+ private:
+  bool listen();
+  bool bindSocket(int fd) const;
+  void acceptNext();
+  void serve(const ReadyConnection& connection);
+  void scheduleUninstall();
+
+  Queue& mainQueue_;
+  const std::string socketPath_;
+  const std::unique_ptr<SystemPowerControlling> powerController_;
+  DeepHoldLeaseStore leaseStore_;
+  HelperRequestHandler handler_;  // on queue_
+  UniqueFd serverFd_;
+  bool isRunning_ = false;             // the accept loop's
+  bool isUninstallScheduled_ = false;  // on queue_
+  std::unique_ptr<AsioQueue> queue_;
+  SocketWaitingRoom waitingRoom_;
+  CancelToken watchdogTimer_;
+};
+
+}  // namespace vigilo
