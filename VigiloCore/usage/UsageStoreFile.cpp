@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "helper/VigiloWritePolicy.h"
 #include "support/Log.h"
 #include "usage/UsageStoreReader.h"
 
@@ -50,6 +51,9 @@ UsageStoreFile::Loaded UsageStoreFile::load() {
 std::optional<FileError> UsageStoreFile::save(const UsageLedger& ledger) {
   if (unreadable_ && !barred_) barred_ = moveUnreadableAside();
   if (barred_) return barred_;
+  if (!mayWrite_(path_)) {
+    return FileError{EPERM, VigiloWriteSecurityError::notOwned(path_).localizedDescription()};
+  }
   return replaceFile(path_, ledger.filePieces(), mayWrite_);
 }
 

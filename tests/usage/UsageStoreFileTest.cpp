@@ -170,8 +170,13 @@ TEST_F(UsageStoreFileTest, FailingSavesAreToldOnceAndMadeUpFor) {
   EXPECT_TRUE(store.record(turn("2")));
   EXPECT_TRUE(store.record(turn("3")));
   EXPECT_EQ(home_.read(fileName), before);
-  EXPECT_EQ(log_.take(), std::vector<std::string>{"error [usage.store] Failed to save usage store: " +
-                                                  home_.path(fileName) + ": Vigilo does not write here"});
+  EXPECT_EQ(log_.take(),
+            std::vector<std::string>{
+                "error [usage.store] Failed to save usage store: Vigilo write security violation: Cannot "
+                "write to '" +
+                home_.path(fileName) +
+                "'. Reason: Path is outside Vigilo-owned directories. Third-party configuration modification "
+                "is prohibited."});
   mayWrite_ = [](const std::string&) { return true; };
   EXPECT_FALSE(store.record(turn("3")));
   EXPECT_EQ(home_.read(fileName), before);  // a duplicate saves nothing
