@@ -162,6 +162,19 @@ TEST_F(UsageStoreFileTest, FileThatCannotBeReadAtAllIsKeptAside) {
   EXPECT_EQ(store().allEvents(), std::vector{turn("1")});
 }
 
+// Nobody can say what stands there, so nothing may be overwritten.
+TEST_F(UsageStoreFileTest, FolderThatCannotBeSearchedBarsSaving) {
+  home_.write(folderName + "x", "");
+  std::filesystem::remove_all(home_.path(folderName));
+  const std::string folder = home_.path("Library/Application Support/Vigilo");
+  std::filesystem::create_symlink(folder, folder);  // leads to itself
+  auto store = this->store();
+  EXPECT_TRUE(store.record(turn("1")));
+  EXPECT_TRUE(store.record(turn("2")));
+  EXPECT_EQ(log_.take().size(), 1u);
+  EXPECT_EQ(store.allEvents().size(), 2u);
+}
+
 TEST_F(UsageStoreFileTest, FailingSavesAreToldOnceAndMadeUpFor) {
   auto store = this->store();
   store.record(turn("1"));
