@@ -60,6 +60,12 @@ bool isClearOfProhibited(const std::string& standardPath, const Directories& dir
 
 }  // namespace
 
+VigiloWriteSecurityError VigiloWriteSecurityError::notOwned(std::string path) {
+  return writeDisallowed(
+      std::move(path),
+      "Path is outside Vigilo-owned directories. Third-party configuration modification is prohibited.");
+}
+
 std::string VigiloWriteSecurityError::localizedDescription() const {
   return "Vigilo write security violation: Cannot write to '" + path + "'. Reason: " + reason;
 }
@@ -75,9 +81,7 @@ bool VigiloWritePolicy::mayWrite(const std::string& path, const Directories& dir
 std::optional<VigiloWriteSecurityError> VigiloWritePolicy::assertCanWrite(const std::string& path,
                                                                           const Directories& directories) {
   if (mayWrite(path, directories)) return std::nullopt;
-  return VigiloWriteSecurityError::writeDisallowed(
-      path,
-      "Path is outside Vigilo-owned directories. Third-party configuration modification is prohibited.");
+  return VigiloWriteSecurityError::notOwned(path);
 }
 
 bool VigiloWritePolicy::mayExport(const std::string& path, const Directories& directories) {

@@ -16,6 +16,8 @@ struct VigiloWriteSecurityError {
   static VigiloWriteSecurityError writeDisallowed(std::string path, std::string reason) {
     return {std::move(path), std::move(reason)};
   }
+  // The refusal that the policy itself gives.
+  static VigiloWriteSecurityError notOwned(std::string path);
   std::string localizedDescription() const;
   bool operator==(const VigiloWriteSecurityError&) const = default;
 };

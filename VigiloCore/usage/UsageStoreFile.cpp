@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "helper/VigiloWritePolicy.h"
 #include "support/Log.h"
 #include "usage/UsageStoreReader.h"
 
@@ -18,9 +19,15 @@ namespace {
 
 constexpr Log logger{"com.vigilo.app", "usage.store"};
 
-bool isAbsent(const std::string& path) {
+// Zero where something stands at the path, else why not.
+int lookUp(const std::string& path) {
   struct stat found {};
-  return ::lstat(path.c_str(), &found) != 0 && (errno == ENOENT || errno == ENOTDIR);
+  return ::lstat(path.c_str(), &found) == 0 ? 0 : errno;
+}
+
+bool isAbsent(const std::string& path) {
+  const int code = lookUp(path);
+  return code == ENOENT || code == ENOTDIR;
 }
 
 }  // namespace
@@ -50,13 +57,16 @@ UsageStoreFile::Loaded UsageStoreFile::load() {
 std::optional<FileError> UsageStoreFile::save(const UsageLedger& ledger) {
   if (unreadable_ && !barred_) barred_ = moveUnreadableAside();
   if (barred_) return barred_;
+  if (!mayWrite_(path_)) {
+    return FileError{EPERM, VigiloWriteSecurityError::notOwned(path_).localizedDescription()};
+  }
   return replaceFile(path_, ledger.filePieces(), mayWrite_);
 }
 
 std::optional<FileError> UsageStoreFile::moveUnreadableAside() {
   const std::string firstChoice = path_ + ".unreadable";
   std::string aside = firstChoice;
-  for (int number = 1; !isAbsent(aside); ++number) aside = firstChoice + "." + std::to_string(number);
+  for (int number = 1; lookUp(aside) == 0; ++number) aside = firstChoice + "." + std::to_string(number);
   const bool isMoved = mayWrite_(aside) && std::rename(path_.c_str(), aside.c_str()) == 0;
   if (!isMoved && !isAbsent(path_)) {
     return FileError{EACCES, path_ + " cannot be read (" + *unreadable_ +

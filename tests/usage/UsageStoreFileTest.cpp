@@ -162,6 +162,19 @@ TEST_F(UsageStoreFileTest, FileThatCannotBeReadAtAllIsKeptAside) {
   EXPECT_EQ(store().allEvents(), std::vector{turn("1")});
 }
 
+// Nobody can say what stands there, so nothing may be overwritten.
+TEST_F(UsageStoreFileTest, FolderThatCannotBeSearchedBarsSaving) {
+  home_.write(folderName + "x", "");
+  std::filesystem::remove_all(home_.path(folderName));
+  const std::string folder = home_.path("Library/Application Support/Vigilo");
+  std::filesystem::create_symlink(folder, folder);  // leads to itself
+  auto store = this->store();
+  EXPECT_TRUE(store.record(turn("1")));
+  EXPECT_TRUE(store.record(turn("2")));
+  EXPECT_EQ(log_.take().size(), 1u);
+  EXPECT_EQ(store.allEvents().size(), 2u);
+}
+
 TEST_F(UsageStoreFileTest, FailingSavesAreToldOnceAndMadeUpFor) {
   auto store = this->store();
   store.record(turn("1"));
@@ -170,8 +183,13 @@ TEST_F(UsageStoreFileTest, FailingSavesAreToldOnceAndMadeUpFor) {
   EXPECT_TRUE(store.record(turn("2")));
   EXPECT_TRUE(store.record(turn("3")));
   EXPECT_EQ(home_.read(fileName), before);
-  EXPECT_EQ(log_.take(), std::vector<std::string>{"error [usage.store] Failed to save usage store: " +
-                                                  home_.path(fileName) + ": Vigilo does not write here"});
+  EXPECT_EQ(log_.take(),
+            std::vector<std::string>{
+                "error [usage.store] Failed to save usage store: Vigilo write security violation: Cannot "
+                "write to '" +
+                home_.path(fileName) +
+                "'. Reason: Path is outside Vigilo-owned directories. Third-party configuration modification "
+                "is prohibited."});
   mayWrite_ = [](const std::string&) { return true; };
   EXPECT_FALSE(store.record(turn("3")));
   EXPECT_EQ(home_.read(fileName), before);  // a duplicate saves nothing
