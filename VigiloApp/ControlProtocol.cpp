@@ -44,7 +44,8 @@ std::string controlLine(ControlResponse response) {
     response.usageSessions->resize(mostSessions);
   }
   std::string line = encodeRecord(response, controlForm) + "\n";
-  while (line.size() > controlMessageLimit && shorten(response)) line = encodeRecord(response, controlForm) + "\n";
+  while (line.size() > controlMessageLimit && shorten(response))
+    line = encodeRecord(response, controlForm) + "\n";
   return line;
 }
 

@@ -61,29 +61,27 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::listSettings, std::string_view("listSettings")},
       std::pair{ControlCommand::pause, std::string_view("pause")},
       std::pair{ControlCommand::resume, std::string_view("resume")},
-                                    std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
-                                    std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
-                                    std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
-                                    std::pair{ControlCommand::budgets, std::string_view("budgets")}};
+      std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
+      std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
+      std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
+      std::pair{ControlCommand::budgets, std::string_view("budgets")}};
 };
 
 struct ControlRequest {
   int version = controlVersion;
   ControlCommand command{};
   std::optional<std::string> key;
-  std::optional<std::string> value;  // as the user typed it
-  std::optional<double> seconds;     // of a pause
-  std::optional<Date> from, to;      // of a summary, both ends included
+  std::optional<std::string> value;           // as the user typed it
+  std::optional<double> seconds;              // of a pause
+  std::optional<Date> from, to;               // of a summary, both ends included
   std::optional<std::int64_t> limit, offset;  // of sessions
 
   static constexpr auto fields() {
     using R = ControlRequest;
-    return std::tuple{field("version", &R::version), field("command", &R::command), field("key", &R::key),
-                      field("value", &R::value), field("seconds", &R::seconds),
-                      field("from", &R::from),
-                      field("to", &R::to),
-                      field("limit", &R::limit),
-                      field("offset", &R::offset)};
+    return std::tuple{
+        field("version", &R::version), field("command", &R::command), field("key", &R::key),
+        field("value", &R::value),     field("seconds", &R::seconds), field("from", &R::from),
+        field("to", &R::to),           field("limit", &R::limit),     field("offset", &R::offset)};
   }
 };
 
@@ -103,9 +101,9 @@ struct SettingEntry {
 
 struct ControlResponse {
   int version = controlVersion;
-  int exitCode = exitOk;                              // for the command to end with
-  std::optional<std::string> message;                 // for people; an error where exitCode is not 0
-  std::optional<StatusReport> status;                 // status, follow
+  int exitCode = exitOk;               // for the command to end with
+  std::optional<std::string> message;  // for people; an error where exitCode is not 0
+  std::optional<StatusReport> status;  // status, follow
   std::optional<UsageSummary> usageSummary;
   std::optional<std::vector<SessionUsageRecord>> usageSessions;
   std::optional<std::int64_t> usageEventCount;
@@ -114,8 +112,10 @@ struct ControlResponse {
 
   static constexpr auto fields() {
     using R = ControlResponse;
-    return std::tuple{field("version", &R::version), field("exitCode", &R::exitCode),
-                      field("message", &R::message), field("status", &R::status),
+    return std::tuple{field("version", &R::version),
+                      field("exitCode", &R::exitCode),
+                      field("message", &R::message),
+                      field("status", &R::status),
                       field("settings", &R::settings),
                       field("usageSummary", &R::usageSummary),
                       field("usageSessions", &R::usageSessions),
@@ -124,8 +124,8 @@ struct ControlResponse {
   }
 };
 
-// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many; a list of used
-// sessions that does not fit loses its end, which its reader asks for next.
+// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many; a
+// list of used sessions that does not fit loses its end, which its reader asks for next.
 std::string controlLine(ControlResponse response);
 
 }  // namespace vigilo

@@ -157,7 +157,8 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()}) queue->stopAndWait();
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
+    queue->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
     std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());

@@ -21,7 +21,8 @@ bool continues(char byte) {
 }
 
 std::size_t length(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char byte) { return !continues(byte); }));
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return !continues(byte); }));
 }
 
 std::string cut(const std::string& text, std::size_t width) {
@@ -42,7 +43,9 @@ std::vector<std::size_t> TextTable::widths(std::size_t limit) const {
     for (const auto& row : rows_) widest = std::max(widest, length(row[i]));
     result.push_back(widest);
   }
-  const auto total = [&] { return std::accumulate(result.begin(), result.end(), gap * (columns_.size() - 1)); };
+  const auto total = [&] {
+    return std::accumulate(result.begin(), result.end(), gap * (columns_.size() - 1));
+  };
   while (total() > limit) {
     std::size_t* widest = nullptr;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
@@ -55,7 +58,8 @@ std::vector<std::size_t> TextTable::widths(std::size_t limit) const {
   return result;
 }
 
-std::string TextTable::line(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) const {
+std::string TextTable::line(const std::vector<std::string>& cells,
+                            const std::vector<std::size_t>& widths) const {
   std::string text;
   for (std::size_t i = 0; i < cells.size(); ++i) {
     const std::string cell = cut(cells[i], widths[i]);
@@ -105,7 +109,8 @@ std::string dollars(double amount) {
 std::string printable(std::string text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
-    const bool twoByte = byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    const bool twoByte =
+        byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
     if (byte < 0x20 || byte == 0x7F || twoByte) text.replace(i, twoByte ? 2 : 1, "?");
   }
   return text;

@@ -7,13 +7,13 @@
 
 namespace vigilo {
 
-// A table for a terminal: columns aligned, at most `width` columns wide. Where it does not fit, the columns that may
-// shrink are cut with an ellipsis, the widest first. Widths count characters of UTF-8, not bytes.
+// A table for a terminal: columns aligned, at most `width` columns wide. Where it does not fit, the columns
+// that may shrink are cut with an ellipsis, the widest first. Widths count characters of UTF-8, not bytes.
 class TextTable {
  public:
   struct Column {
     std::string title;
-    bool right = false;      // numbers
+    bool right = false;  // numbers
     bool shrinks = false;
   };
 

@@ -39,11 +39,13 @@ class LogToStandardError {
   LogSink* const before_;
 };
 
-// Asks the running host, or the store's file. Reading never writes: the gate refuses everything, so that an old or
-// unreadable file stays as it is until a host deals with it.
+// Asks the running host, or the store's file. Reading never writes: the gate refuses everything, so that an
+// old or unreadable file stays as it is until a host deals with it.
 ControlResponse ask(const Directories& directories, const ControlRequest& request) {
-  if (auto response = ControlClient(directories.controlSocket()).request(request)) return *std::move(response);
-  UsageStore store(directories, [](const std::string&) { return false; }, Date::now);
+  if (auto response = ControlClient(directories.controlSocket()).request(request))
+    return *std::move(response);
+  UsageStore store(
+      directories, [](const std::string&) { return false; }, Date::now);
   return answerFromStore(request, store);
 }
 
@@ -67,7 +69,8 @@ std::optional<std::vector<SessionUsageRecord>> allSessions(const Directories& di
   std::vector<SessionUsageRecord> sessions;
   do {
     const auto have = static_cast<long long>(sessions.size());
-    last = ask(directories, {.command = ControlCommand::usageSessions, .limit = limit - have, .offset = have});
+    last =
+        ask(directories, {.command = ControlCommand::usageSessions, .limit = limit - have, .offset = have});
     if (!last.usageSessions) return std::nullopt;
     sessions.insert(sessions.end(), last.usageSessions->begin(), last.usageSessions->end());
   } while (!last.usageSessions->empty() && static_cast<long long>(sessions.size()) < limit);
@@ -77,7 +80,8 @@ std::optional<std::vector<SessionUsageRecord>> allSessions(const Directories& di
 bool confirmed() {
   if (::isatty(STDIN_FILENO) != 1) return false;
   std::fputs(
-      "This forgets all recorded usage. The agents' own logs stay; the next start of the host, or the running host at\n"
+      "This forgets all recorded usage. The agents' own logs stay; the next start of the host, or the "
+      "running host at\n"
       "their next change, records the newest of them again, dated at that time. Forget everything? [y/N] ",
       stdout);
   std::fflush(stdout);
@@ -86,8 +90,10 @@ bool confirmed() {
 }
 
 int resetWithoutHost(const Directories& directories) {
-  const auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
-  if (!lock.lock) return fail(exitUnavailable, "a host holds the usage store but does not answer. End it and try again.");
+  const auto lock =
+      InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
+  if (!lock.lock)
+    return fail(exitUnavailable, "a host holds the usage store but does not answer. End it and try again.");
   const LogToStandardError log;
   UsageStore store(directories, VigiloWritePolicy::gate(directories), Date::now);
   store.reset();
@@ -127,8 +133,9 @@ int usageCommand(const Directories& directories, const UsageOptions& options) {
     if (text->empty()) continue;
     *target = parseMoment(*text, isEnd);
     if (!*target) {
-      return fail(exitUsage, "\"" + *text + "\" is no date. Write a day such as 2026-11-21, or a moment such as "
-                                            "2026-11-21T08:00:00Z.");
+      return fail(exitUsage, "\"" + *text +
+                                 "\" is no date. Write a day such as 2026-11-21, or a moment such as "
+                                 "2026-11-21T08:00:00Z.");
     }
   }
   return finish(ask(directories, request), [&](const ControlResponse& response) {
@@ -146,7 +153,8 @@ int usageSessionsCommand(const Directories& directories, long long limit, bool j
   const auto sessions = allSessions(directories, limit, last);
   return finish(last, [&](const ControlResponse&) {
     if (!sessions) return false;
-    std::fputs((json ? encodeRecord(*sessions, exportForm) + "\n" : sessionsText(*sessions, terminalWidth())).c_str(),
+    std::fputs((json ? encodeRecord(*sessions, exportForm) + "\n" : sessionsText(*sessions, terminalWidth()))
+                   .c_str(),
                stdout);
     return true;
   });
@@ -173,24 +181,29 @@ int usageExportCommand(const Directories& directories, const std::optional<std::
 
 int usageResetCommand(const Directories& directories, bool yes) {
   if (!yes && !confirmed()) {
-    return fail(exitUsage, ::isatty(STDIN_FILENO) == 1 ? "nothing was forgotten"
-                                                       : "nothing was forgotten: answer the question, or give --yes");
+    return fail(exitUsage, ::isatty(STDIN_FILENO) == 1
+                               ? "nothing was forgotten"
+                               : "nothing was forgotten: answer the question, or give --yes");
   }
-  const auto response = ControlClient(directories.controlSocket()).request({.command = ControlCommand::usageReset});
+  const auto response =
+      ControlClient(directories.controlSocket()).request({.command = ControlCommand::usageReset});
   const int exitCode = response ? response->exitCode : resetWithoutHost(directories);
   if (exitCode == exitOk) std::puts("All recorded usage is forgotten.");
   return exitCode;
 }
 
 int budgetsCommand(const Directories& directories, bool json) {
-  const auto response = ControlClient(directories.controlSocket()).request({.command = ControlCommand::budgets});
-  if (response && !response->budgets) return fail(exitUnavailable, response->message.value_or("the host sent no answer"));
+  const auto response =
+      ControlClient(directories.controlSocket()).request({.command = ControlCommand::budgets});
+  if (response && !response->budgets)
+    return fail(exitUnavailable, response->message.value_or("the host sent no answer"));
   auto reports = response ? *response->budgets : pollOnce(directories);
   std::sort(reports.begin(), reports.end(),
             [](const auto& a, const auto& b) { return a.agentType < b.agentType; });
-  std::fputs((json ? encodeRecord(reports, exportForm) + "\n" : budgetsText(reports, Date::now(), terminalWidth()))
-                 .c_str(),
-             stdout);
+  std::fputs(
+      (json ? encodeRecord(reports, exportForm) + "\n" : budgetsText(reports, Date::now(), terminalWidth()))
+          .c_str(),
+      stdout);
   return exitOk;
 }
 

@@ -8,9 +8,9 @@
 
 namespace vigilo {
 
-// The commands that tell what the agents spent. Each asks the running host, or, without one, reads what it left: the
-// usage store's file, and for the budgets the agents' own records once, recording nothing. Each returns the process's
-// exit code.
+// The commands that tell what the agents spent. Each asks the running host, or, without one, reads what it
+// left: the usage store's file, and for the budgets the agents' own records once, recording nothing. Each
+// returns the process's exit code.
 
 struct UsageOptions {
   std::string from;  // "2026-11-21", a local day, or a moment in ISO 8601; empty for none

@@ -10,7 +10,8 @@
 
 namespace vigilo {
 
-// The providers of this user's agents, in the order in which they are started and asked, each with a queue of its own.
+// The providers of this user's agents, in the order in which they are started and asked, each with a queue of
+// its own.
 class UsageProviders {
  public:
   explicit UsageProviders(const Directories& directories);

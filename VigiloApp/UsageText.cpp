@@ -67,7 +67,8 @@ std::string quotaText(const BudgetMetric<AccountQuotaBudget>& metric, Date now) 
   std::string text = percent(quota->percentageRemaining) + " left";
   if (!quota->resetsAt) return text;
   if (*quota->resetsAt <= now) return text + ", reset was due " + localMinute(*quota->resetsAt);
-  return text + ", resets " + localMinute(*quota->resetsAt) + " (in " + durationText(*quota->resetsAt - now) + ")";
+  return text + ", resets " + localMinute(*quota->resetsAt) + " (in " + durationText(*quota->resetsAt - now) +
+         ")";
 }
 
 }  // namespace
@@ -108,14 +109,18 @@ std::string sessionsText(const std::vector<SessionUsageRecord>& sessions, std::s
 
 std::string budgetsText(const std::vector<ProviderBudgetReport>& reports, Date now, std::size_t width) {
   if (reports.empty()) return "No agent has reported any usage yet.\n";
-  TextTable table(
-      {{"Agent"}, {"Model", false, true}, {"Context used", false, true}, {"Quota", false, true}, {"Cost", true},
-       {"Alert", false, true}});
+  TextTable table({{"Agent"},
+                   {"Model", false, true},
+                   {"Context used", false, true},
+                   {"Quota", false, true},
+                   {"Cost", true},
+                   {"Alert", false, true}});
   for (const auto& report : reports) {
-    table.add({displayName(report.agentType), printable(report.modelId.value_or("unknown")),
-               contextText(report.context), quotaText(report.quota, now),
-               report.cost ? (report.cost->isEstimated ? "~" : "") + dollars(report.cost->amountUSD) : "unknown",
-               report.lowBudgetAlert ? report.lowBudgetAlert->message : "none"});
+    table.add(
+        {displayName(report.agentType), printable(report.modelId.value_or("unknown")),
+         contextText(report.context), quotaText(report.quota, now),
+         report.cost ? (report.cost->isEstimated ? "~" : "") + dollars(report.cost->amountUSD) : "unknown",
+         report.lowBudgetAlert ? report.lowBudgetAlert->message : "none"});
   }
   return table.text(width);
 }

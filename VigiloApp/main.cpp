@@ -126,15 +126,20 @@ int main(int argc, char** argv) {
   usage->add_subcommand("today", "Today's usage, as without a word");
   auto* sessions = usage->add_subcommand("sessions", "The most recently active sessions");
   sessions->add_option("--limit", sessionLimit, "How many")->check(CLI::Range(1LL, 1000000LL));
-  auto* exportUsage = usage->add_subcommand("export", "The records without prompts, paths or contents, as JSON");
+  auto* exportUsage =
+      usage->add_subcommand("export", "The records without prompts, paths or contents, as JSON");
   exportUsage->add_option("FILE", exportFile, "Where to; standard output without it");
   auto* resetUsage = usage->add_subcommand("reset", "Forget all recorded usage");
   resetUsage->add_flag("--yes", yes, "Do not ask");
   usage->callback([&] {
-    if (sessions->parsed()) exitCode = usageSessionsCommand(directories, sessionLimit, usageOptions.json);
-    else if (exportUsage->parsed()) exitCode = usageExportCommand(directories, exportFile);
-    else if (resetUsage->parsed()) exitCode = usageResetCommand(directories, yes);
-    else exitCode = usageCommand(directories, usageOptions);
+    if (sessions->parsed())
+      exitCode = usageSessionsCommand(directories, sessionLimit, usageOptions.json);
+    else if (exportUsage->parsed())
+      exitCode = usageExportCommand(directories, exportFile);
+    else if (resetUsage->parsed())
+      exitCode = usageResetCommand(directories, yes);
+    else
+      exitCode = usageCommand(directories, usageOptions);
   });
   bool budgetsAsJson = false;
   auto* budgets = app.add_subcommand("budgets", "Tell each agent's context, quota and cost");

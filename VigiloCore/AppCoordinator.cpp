@@ -56,8 +56,14 @@ void AppCoordinator::setupSubscriptions() {
   parts_.thermalMonitor->onThermalStateChanged(reevaluate);
   parts_.lidMonitor->onLidStateChanged(reevaluate);
   subscriptions_.push_back(parts_.settings.onChange(reevaluate));
-  // The process monitor's matches and the usage coordinator's budget reports trigger here as well once they
-  // stand.
+  if (parts_.usageCoordinator != nullptr) {
+    subscriptions_.push_back(parts_.usageCoordinator->latestBudgetReports.onWillChange(reevaluate));
+  }
+  if (parts_.hookReceiver != nullptr) {
+    hookFanOut_ = std::make_shared<HookFanOut>(parts_.agentCoordinator, parts_.usageCoordinator);
+    parts_.hookReceiver->setDelegate(hookFanOut_);
+  }
+  // The process monitor's matches trigger here as well once it stands.
 }
 
 void AppCoordinator::start() {

@@ -118,8 +118,10 @@ void UsageCoordinator::publishReports(const std::vector<std::optional<ProviderBu
   for (const auto& report : reports) {
     if (!report) continue;
     latest.insert_or_assign(report->agentType, *report);
-    if (report->lowBudgetAlert) alerts.insert_or_assign(report->agentType, *report->lowBudgetAlert);
-    else alerts.erase(report->agentType);
+    if (report->lowBudgetAlert)
+      alerts.insert_or_assign(report->agentType, *report->lowBudgetAlert);
+    else
+      alerts.erase(report->agentType);
   }
   lowBudgetAlerts.set(std::move(alerts));
   latestBudgetReports.set(std::move(latest));

@@ -19,12 +19,13 @@
 
 namespace vigilo {
 
-// The hub of the usage telemetry: starts and stops the providers, feeds what they and the hooks deliver into the store,
-// and publishes today's summary, the recent sessions, and the latest budget report and alert of each agent.
+// The hub of the usage telemetry: starts and stops the providers, feeds what they and the hooks deliver into
+// the store, and publishes today's summary, the recent sessions, and the latest budget report and alert of
+// each agent.
 //
-// The store is used on the coordinator's own queue only, where it may wait for the disk; the published values belong to
-// the main queue. Every operation returns at once and may be called from any thread. Refreshes that wait fold into one.
-// Queues and store must outlive it; destroy it after both queues have ended.
+// The store is used on the coordinator's own queue only, where it may wait for the disk; the published values
+// belong to the main queue. Every operation returns at once and may be called from any thread. Refreshes that
+// wait fold into one. Queues and store must outlive it; destroy it after both queues have ended.
 class UsageCoordinator final : public std::enable_shared_from_this<UsageCoordinator> {
  public:
   static constexpr std::size_t recentSessionLimit = 25;

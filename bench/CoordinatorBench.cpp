@@ -1,5 +1,5 @@
-// One whole evaluation of the host: gathering every input, the decision, the published session list and what it hands
-// to the holds queue. Limits: 50 us with 100 sessions, 10 ms with 10,000, growing in proportion.
+// One whole evaluation of the host: gathering every input, the decision, the published session list and what
+// it hands to the holds queue. Limits: 50 us with 100 sessions, 10 ms with 10,000, growing in proportion.
 
 #include <benchmark/benchmark.h>
 

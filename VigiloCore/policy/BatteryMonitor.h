@@ -20,7 +20,8 @@ class BatteryMonitoring {
   virtual void onPowerSourceChanged(Callback callback) = 0;
   virtual void start() = 0;
   virtual void stop() = 0;
-  // For the time after a suspend: reads again, and tells when something differs. Call it on the monitor's queue.
+  // For the time after a suspend: reads again, and tells when something differs. Call it on the monitor's
+  // queue.
   virtual void refresh() = 0;
 };
 

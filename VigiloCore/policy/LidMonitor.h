@@ -17,7 +17,8 @@ class LidMonitoring {
   virtual void onLidStateChanged(Callback callback) = 0;
   virtual void start() = 0;
   virtual void stop() = 0;
-  // Asks now and keeps the answer; may block for two seconds. False where there is no lid or nobody who knows.
+  // Asks now and keeps the answer; may block for two seconds. False where there is no lid or nobody who
+  // knows.
   virtual bool queryClamshellState() = 0;
 };
 

@@ -10,8 +10,8 @@ struct stat;
 
 namespace vigilo {
 
-// What tells one state of a regular file from another without opening it: which file it is, how long it is and
-// when it was last written. A plain value. Functions return nothing where there is no regular file.
+// What tells one state of a regular file from another without opening it: which file it is, how long it is
+// and when it was last written. A plain value. Functions return nothing where there is no regular file.
 struct FileMark {
   dev_t device = 0;
   ino_t inode = 0;

@@ -135,7 +135,8 @@ template <RawValued E, class T>
 struct Coding<std::map<E, T>> {
   static Json encode(const std::map<E, T>& values, CoderOptions options) {
     Json object = Json::object();
-    for (const auto& [key, value] : values) object[std::string(rawValue(key))] = coding::encode(value, options);
+    for (const auto& [key, value] : values)
+      object[std::string(rawValue(key))] = coding::encode(value, options);
     return object;
   }
   static std::map<E, T> decode(const Json& object, CoderOptions options) {

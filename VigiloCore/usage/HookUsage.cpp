@@ -8,7 +8,8 @@
 namespace vigilo {
 
 std::optional<UsageEvent> toUsageEvent(const HookEvent& event) {
-  if (!event.inputTokens && !event.outputTokens && !event.cachedTokens && !event.reasoningTokens) return std::nullopt;
+  if (!event.inputTokens && !event.outputTokens && !event.cachedTokens && !event.reasoningTokens)
+    return std::nullopt;
   UsageEvent usage;
   usage.id = makeUuid();
   usage.agentType = event.agent;
@@ -19,10 +20,11 @@ std::optional<UsageEvent> toUsageEvent(const HookEvent& event) {
   usage.outputTokens = event.outputTokens;
   usage.cachedTokens = event.cachedTokens;
   usage.reasoningTokens = event.reasoningTokens;
-  usage.costEstimateUSD = ModelRateCard::estimateCost(event.model, {.inputTokens = event.inputTokens,
-                                                                    .outputTokens = event.outputTokens,
-                                                                    .cachedTokens = event.cachedTokens,
-                                                                    .reasoningTokens = event.reasoningTokens});
+  usage.costEstimateUSD =
+      ModelRateCard::estimateCost(event.model, {.inputTokens = event.inputTokens,
+                                                .outputTokens = event.outputTokens,
+                                                .cachedTokens = event.cachedTokens,
+                                                .reasoningTokens = event.reasoningTokens});
   usage.timestamp = event.timestamp;
   usage.source = hookUsageSource;
   return UsageEvent::make(std::move(usage));
@@ -35,8 +37,8 @@ ProviderBudgetReport hookBudgetReport(const UsageEvent& event, Date now) {
   report.modelId = event.modelId;
   const auto window = event.contextWindow ? event.contextWindow : ModelRateCard::contextWindow(event.modelId);
   report.context =
-      window ? BudgetMetric<ContextBudget>::known(ContextBudget::of(*window, event.effectiveTotalTokens().value_or(0)),
-                                                  1.0, hookUsageSource)
+      window ? BudgetMetric<ContextBudget>::known(
+                   ContextBudget::of(*window, event.effectiveTotalTokens().value_or(0)), 1.0, hookUsageSource)
              : BudgetMetric<ContextBudget>::unavailable("Context unavailable");
   report.quota = BudgetMetric<AccountQuotaBudget>::unavailable("Quota unavailable");
   report.sessionUsage = {.inputTokens = event.inputTokens,

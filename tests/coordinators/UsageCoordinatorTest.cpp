@@ -71,8 +71,11 @@ class UsageCoordinatorTest : public testing::Test {
   std::vector<std::string> calls;
   std::shared_ptr<FakeProvider> codex = std::make_shared<FakeProvider>(AgentType::codex, calls);
   std::shared_ptr<FakeProvider> claude = std::make_shared<FakeProvider>(AgentType::claude, calls);
-  std::shared_ptr<UsageCoordinator> usage = UsageCoordinator::create(
-      {.mainQueue = *main, .queue = *queue, .clock = time.clock(), .store = store, .providers = {codex, claude}});
+  std::shared_ptr<UsageCoordinator> usage = UsageCoordinator::create({.mainQueue = *main,
+                                                                      .queue = *queue,
+                                                                      .clock = time.clock(),
+                                                                      .store = store,
+                                                                      .providers = {codex, claude}});
 };
 
 TEST_F(UsageCoordinatorTest, StartsAndStopsEachProviderOnce) {
@@ -91,7 +94,8 @@ TEST_F(UsageCoordinatorTest, OnePollIsOneRefreshAndADuplicateIsNone) {
   int published = 0;
   const auto token = usage->todaySummary.onWillChange([&] { ++published; });
   codex->report = report(AgentType::codex, 92);
-  codex->deliver({turn(AgentType::codex, "a", 1), turn(AgentType::codex, "a", 2), turn(AgentType::codex, "b", 1)});
+  codex->deliver(
+      {turn(AgentType::codex, "a", 1), turn(AgentType::codex, "a", 2), turn(AgentType::codex, "b", 1)});
   time.runUntilIdle();
   EXPECT_EQ(published, 1);
   EXPECT_EQ(usage->todaySummary.get().turnCount, 3);

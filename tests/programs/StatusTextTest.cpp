@@ -43,8 +43,8 @@ class StatusTextTest : public testing::Test {
 TEST_F(StatusTextTest, SaysWhatIsHeldWhySinceWhenAndWhatWouldEndIt) {
   hold("Claude Code working", 1);
   report.powerSource = {.batteryPercent = 57, .isOnAC = false, .timeRemainingMinutes = 130};
-  report.activeSessionsList = {
-      AgentSession{.id = "c353", .state = AgentState::working, .lastEventAt = now - 75, .cwd = "/home/me/proj"}};
+  report.activeSessionsList = {AgentSession{
+      .id = "c353", .state = AgentState::working, .lastEventAt = now - 75, .cwd = "/home/me/proj"}};
   expect({"holds this machine awake: Claude Code working (1 agent), since 11:55:48 (4 min 12 s).",
           "idle sleep  held off", "held by the helper, also with the lid closed", "lease until 12:00:40",
           "30 s after the last agent stops; or at 15 % battery", "on battery, 57 %, 2 h 10 min left",
@@ -62,15 +62,17 @@ TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
   report.helperStatus.reset();
   expect({"the helper has not answered yet"});
   hold("Claude Code working", 1, false);
-  EXPECT_EQ(deepHoldProblem(report.currentDecision, DeepSleepStatus{}), std::nullopt) << "it was not asked for";
+  EXPECT_EQ(deepHoldProblem(report.currentDecision, DeepSleepStatus{}), std::nullopt)
+      << "it was not asked for";
 }
 
 TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
-  const std::pair<SafetyBlock, const char*> rows[] = {{SafetyBlock::masterDisabled, "`vigilo enable`"},
-                                                      {SafetyBlock::paused, "12:10:00; `vigilo resume`"},
-                                                      {SafetyBlock::batteryBelowFloor, "on AC, or at 18 % charge"},
-                                                      {SafetyBlock::acDisconnected, "onlyOnAC"},
-                                                      {SafetyBlock::thermalCritical, "has cooled down"}};
+  const std::pair<SafetyBlock, const char*> rows[] = {
+      {SafetyBlock::masterDisabled, "`vigilo enable`"},
+      {SafetyBlock::paused, "12:10:00; `vigilo resume`"},
+      {SafetyBlock::batteryBelowFloor, "on AC, or at 18 % charge"},
+      {SafetyBlock::acDisconnected, "onlyOnAC"},
+      {SafetyBlock::thermalCritical, "has cooled down"}};
   report.pauseUntil = now + 600;
   for (const auto& [block, how] : rows) {
     report.currentDecision = WakeDecision::Blocked{block};
@@ -79,7 +81,9 @@ TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
 }
 
 TEST_F(StatusTextTest, WhatAgentsSendCannotSteerTheTerminal) {
-  report.activeSessionsList = {AgentSession{.id = "a\x1b[2Jb\xc2\x9b" "c\nd", .lastEventAt = now}};
+  report.activeSessionsList = {AgentSession{.id = "a\x1b[2Jb\xc2\x9b"
+                                                  "c\nd",
+                                            .lastEventAt = now}};
   const std::string text = statusText(report, now);
   EXPECT_EQ(text.find('\x1b'), std::string::npos);
   EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos);
@@ -114,7 +118,8 @@ TEST(ControlProtocol, AStatusWithTooManySessionsLosesTheOldestAndSaysSo) {
     const auto decoded = decodeRecord<ControlResponse>(line, controlForm);
     ASSERT_TRUE(decoded);
     const auto& status = *decoded->status;
-    EXPECT_EQ(status.activeSessionsList.size() + static_cast<std::size_t>(status.omittedSessions.value_or(0)), count);
+    EXPECT_EQ(status.activeSessionsList.size() + static_cast<std::size_t>(status.omittedSessions.value_or(0)),
+              count);
     EXPECT_EQ(status.omittedSessions.has_value(), count > 10);
     EXPECT_EQ(status.activeSessionsList.front().id, "session-0") << "the newest stay";
   }
@@ -122,18 +127,18 @@ TEST(ControlProtocol, AStatusWithTooManySessionsLosesTheOldestAndSaysSo) {
 
 TEST(DurationText, ReadsWhatPeopleTypeAndNothingElse) {
   const std::pair<const char*, std::optional<double>> rows[] = {
-      {"90s", 90},         {"30m", 1800},        {"1h30m", 5400},  {"2d", 172800}, {"30d", 2592000},
-      {"1d1h1m1s", 90061}, {"30d1s", {}},        {"0s", {}},       {"", {}},       {"90", {}},
-      {"m", {}},           {"1m1h", {}},         {"1h1h", {}},     {"-1s", {}},    {"1.5h", {}},
-      {" 1h", {}},         {"99999999999s", {}}, {"1 h", {}},      {"1H", {}},     {"9999999d", {}}};
+      {"90s", 90},         {"30m", 1800},        {"1h30m", 5400}, {"2d", 172800}, {"30d", 2592000},
+      {"1d1h1m1s", 90061}, {"30d1s", {}},        {"0s", {}},      {"", {}},       {"90", {}},
+      {"m", {}},           {"1m1h", {}},         {"1h1h", {}},    {"-1s", {}},    {"1.5h", {}},
+      {" 1h", {}},         {"99999999999s", {}}, {"1 h", {}},     {"1H", {}},     {"9999999d", {}}};
   for (const auto& [text, seconds] : rows) EXPECT_EQ(parseDuration(text), seconds) << text;
 }
 
 TEST(DurationText, ShowsTheTwoLargestUnits) {
-  const std::pair<double, const char*> rows[] = {{0, "0 s"},          {59.9, "59 s"},       {60, "1 min"},
-                                                 {252, "4 min 12 s"}, {3600, "1 h"},        {5400, "1 h 30 min"},
-                                                 {86460, "1 d"},      {90000, "1 d 1 h"},   {-5, "0 s"},
-                                                 {1e300, "11574074 d 1 h"}};
+  const std::pair<double, const char*> rows[] = {
+      {0, "0 s"},    {59.9, "59 s"},           {60, "1 min"},  {252, "4 min 12 s"},
+      {3600, "1 h"}, {5400, "1 h 30 min"},     {86460, "1 d"}, {90000, "1 d 1 h"},
+      {-5, "0 s"},   {1e300, "11574074 d 1 h"}};
   for (const auto& [seconds, text] : rows) EXPECT_EQ(durationText(seconds), text) << seconds;
 }
 

@@ -38,8 +38,9 @@ TEST(TextTable, NumbersReadWell) {
   const std::pair<long long, const char*> numbers[] = {
       {0, "0"}, {999, "999"}, {1000, "1,000"}, {-1234567, "-1,234,567"}, {100000, "100,000"}};
   for (const auto& [number, text] : numbers) EXPECT_EQ(grouped(number), text);
-  const std::pair<double, const char*> amounts[] = {{0, "$0.00"},     {0.0311, "$0.0311"}, {12.345, "$12.35"},
-                                                    {1e6, "$1,000,000.00"}, {-3, "-$3.00"},   {1e300, "$?"}};
+  const std::pair<double, const char*> amounts[] = {{0, "$0.00"},       {0.0311, "$0.0311"},
+                                                    {12.345, "$12.35"}, {1e6, "$1,000,000.00"},
+                                                    {-3, "-$3.00"},     {1e300, "$?"}};
   for (const auto& [amount, text] : amounts) EXPECT_EQ(dollars(amount), text);
 }
 
@@ -59,8 +60,9 @@ TEST(UsageText, ABudgetRowShowsABarAResetAndWhyAFigureIsMissing) {
        .context = BudgetMetric<ContextBudget>::unavailable("Context unavailable"),
        .quota = BudgetMetric<AccountQuotaBudget>::unavailable("Quota unavailable")}};
   const std::string text = budgetsText(reports, now, 1000);
-  for (const char* part : {"█████░░░░░ 50 % of 200,000", "8 % left, resets 2026-11-21 13:30 (in 1 h 30 min)", "~$1.50",
-                           "Account quota is critically low", "Context unavailable", "Quota unavailable"}) {
+  for (const char* part :
+       {"█████░░░░░ 50 % of 200,000", "8 % left, resets 2026-11-21 13:30 (in 1 h 30 min)", "~$1.50",
+        "Account quota is critically low", "Context unavailable", "Quota unavailable"}) {
     EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text;
   }
 }
@@ -82,7 +84,8 @@ TEST(UsageCommands, ADayIsALocalDayToItsEnd) {
 
 TEST(UsageAnswers, PagesOfSessionsJoinToTheWholeListInOrder) {
   const test::TempFolder home;
-  UsageStore store(Directories::below(home.path()), [](const std::string&) { return true; }, Date::now);
+  UsageStore store(
+      Directories::below(home.path()), [](const std::string&) { return true; }, Date::now);
   std::vector<UsageEvent> events;
   for (int i = 0; i < 1000; ++i) {
     events.push_back(UsageEvent::make({.id = "i",

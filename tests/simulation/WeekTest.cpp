@@ -56,7 +56,8 @@ class Week {
       --pause_;
     // Faults are frequent and end within minutes, about as long as a lease lasts.
     if (oneIn(world_.helperHangs ? 120 : 1500)) world_.helperHangs = !world_.helperHangs;
-    if (oneIn(world_.helperRuns() ? 1500 : 100)) world_.helperRuns() ? world_.killHelper() : world_.startHelper();
+    if (oneIn(world_.helperRuns() ? 1500 : 100))
+      world_.helperRuns() ? world_.killHelper() : world_.startHelper();
     if (oneIn(world_.hostRuns() ? 3000 : 100)) restartHost();
   }
 
@@ -108,8 +109,7 @@ class Week {
     require(forbidden_.lasts(9) && leaseIsOver, !deep, "held deeply against a safety block");
     // 30 s of debounce; the moment of a stop is known a second late when a session goes stale.
     require(hostRuns_.lasts(36) && quiet_.lasts(36), !idle, "nobody works");
-    require(hostRuns_.lasts(42) && quiet_.lasts(42) && leaseIsOver, !deep,
-            "nobody works, deeply held");
+    require(hostRuns_.lasts(42) && quiet_.lasts(42) && leaseIsOver, !deep, "nobody works, deeply held");
     require(hostGone_.lasts(1), !idle, "the host is dead");
     require(hostGone_.lasts(67) && helperRuns_.lasts(67), !deep, "the host is dead and its lease lapsed");
   }
