@@ -12,7 +12,6 @@ struct Unit {
   long long seconds;
 };
 constexpr Unit units[] = {{'d', "d", 86400}, {'h', "h", 3600}, {'m', "min", 60}, {'s', "s", 1}};
-constexpr long long longestSeconds = 30 * 86400;
 
 }  // namespace
 
@@ -30,8 +29,8 @@ std::optional<double> parseDuration(std::string_view text) {
     next = unit + 1;
     text.remove_prefix(digits + 1);
   }
-  if (total < 1 || total > longestSeconds) return std::nullopt;
-  return static_cast<double>(total);
+  const auto seconds = static_cast<double>(total);
+  return seconds >= 1 && seconds <= longestPauseSeconds ? std::optional(seconds) : std::nullopt;
 }
 
 std::string durationText(double seconds) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <system_error>
+#include <utility>
 
 #include "AppCoordinator.h"
 #include "VigiloApp/ControlClient.h"
@@ -94,6 +95,7 @@ class Host {
   TerminalReport terminal_;
   std::optional<StatusReport> lastPublished_;
   Date lastLook_;
+  bool wasHolding_ = false;
   bool stopping_ = false;
 };
 
@@ -194,6 +196,13 @@ void Host::show() {
     lastLook_ = now;
     defaults_->checkForChanges();
   }
+  const bool holding = coordinator_->currentDecision.get().isHolding();
+  if (holding && !wasHolding_) {
+    // What the helper said before the hold says nothing about it.
+    coordinator_->helperStatus.set(std::nullopt);
+    status_->refresh();
+  }
+  wasHolding_ = holding;
   const StatusReport report = status_->current();
   terminal_.show(report, Date::now());
   publishToFollowers(report);

@@ -57,8 +57,9 @@ ControlResponse set(const ControlRequest& request, SettingsStore& settings) {
 }
 
 ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
-  if (!request.seconds || !(*request.seconds > 0))
-    return answer(exitUsage, "vigilo: a pause needs a duration");
+  if (!request.seconds || !(*request.seconds > 0 && *request.seconds <= longestPauseSeconds)) {
+    return answer(exitUsage, "vigilo: a pause lasts at most 30 days");
+  }
   settings.pause(*request.seconds);
   const auto until = settings.pauseUntil();
   return answer(

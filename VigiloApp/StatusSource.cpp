@@ -23,7 +23,10 @@ void StatusSource::serveWaiters() {
 }
 
 void StatusSource::refresh() {
-  if (std::exchange(refreshing_, true)) return;
+  if (std::exchange(refreshing_, true)) {
+    again_ = true;
+    return;
+  }
   parts_.holdsQueue.async([self = self_, &main = parts_.mainQueue, idle = parts_.idleAssertionController,
                            deep = parts_.deepSleepController, lid = parts_.lidMonitor] {
     const Facts facts{idle->isActive(), lid->queryClamshellState()};
@@ -37,6 +40,7 @@ void StatusSource::refresh() {
 
 void StatusSource::refreshed(Facts facts, DeepSleepStatus helper) {
   refreshing_ = false;
+  if (std::exchange(again_, false)) refresh();
   facts_ = facts;
   parts_.coordinator->helperStatus.set(std::move(helper));
   serveWaiters();

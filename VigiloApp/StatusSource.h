@@ -62,6 +62,7 @@ class StatusSource {
   const Parts parts_;
   Facts facts_;
   bool refreshing_ = false;
+  bool again_ = false;
   std::list<Waiter> waiters_;
   CancelToken helperTimer_;
   // Null once destroyed: answers that come later look here first.

@@ -101,15 +101,23 @@ std::string endText(const StatusReport& report) {
   return text + "; `vigilo pause` or `disable` at any time";
 }
 
+// What an agent sends is shown, not obeyed: control characters, the two-byte ones of U+0080 to U+009F included, do not
+// reach the terminal.
+std::string printable(std::string text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const bool twoByte = byte == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (byte < 0x20 || byte == 0x7F || twoByte) text.replace(i, twoByte ? 2 : 1, "?");
+  }
+  return text;
+}
+
 std::string sessionLine(const AgentSession& session, Date now) {
   std::string text = "    " + std::string(displayName(session.agentType)) + ", " +
                      displayLabel(session.state) + ", " +
                      durationText(std::max(0.0, now - session.lastEventAt)) + " ago, " + session.id;
   if (session.cwd) text += ", " + *session.cwd;
-  // What an agent sends is shown, not obeyed: no control character reaches the terminal.
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7f; }, '?');
-  return text + "\n";
+  return printable(text) + "\n";
 }
 
 }  // namespace

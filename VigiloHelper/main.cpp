@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "HelperDaemon.h"
-#include "support/Log.h"
-#include "support/StandardErrorSink.h"
+#include "platform/Platform.h"
+#include "support/LogSink.h"
 
 namespace {
 
@@ -38,8 +38,8 @@ int main(int count, char** arguments) {
   // that closes must not end the hold.
   ::umask(022);
   std::signal(SIGPIPE, SIG_IGN);
-  vigilo::StandardErrorSink sink(vigilo::LogLevel::info);
-  vigilo::installLogSink(&sink);
+  const auto sink = vigilo::makeSystemLogSink("VigiloHelper");
+  vigilo::installLogSink(sink.get());
   // Nobody serves this queue: the main thread accepts.
   const auto mainQueue = vigilo::AsioQueue::mainQueue();
   vigilo::HelperDaemon daemon(*mainQueue);

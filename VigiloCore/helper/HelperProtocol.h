@@ -27,6 +27,9 @@ constexpr bool fitsWholeSeconds(double seconds) {
   return seconds >= -limit && seconds < limit;
 }
 
+// A longer identifier is refused: a status that repeats it must fit a message.
+inline constexpr std::size_t longestLeaseId = 256;
+
 enum class HelperCommand {
   status,     // report; changes nothing
   acquire,    // take or re-take the deep hold under a lease

@@ -57,6 +57,9 @@ HelperReply HelperRequestHandler::handle(std::string_view bytes, std::optional<u
   if (command.leases && !isLeasable(ttlOf(*request))) {
     return {encodeRecord(invalidCommand("ttlSeconds: expected at most 86400"))};
   }
+  if (request->leaseId && request->leaseId->size() > longestLeaseId) {
+    return {encodeRecord(invalidCommand("leaseId: expected at most 256 bytes"))};
+  }
   HelperResponse response;
   const bool refused = command.changes && isRefusedTo(peer);
   response.ok = !refused && run(command, *request, peer);

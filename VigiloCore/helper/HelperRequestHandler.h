@@ -9,7 +9,6 @@
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperProtocol.h"
 #include "support/Log.h"
-#include "support/Result.h"
 
 namespace vigilo {
 

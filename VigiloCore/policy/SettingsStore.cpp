@@ -86,23 +86,22 @@ std::string printNumber(double value) {
   return stream.str();
 }
 
-// The value that the text gives the setting; the outer optional is absent where it gives none.
-std::optional<std::optional<DefaultsValue>> parse(const Setting& setting, std::string_view text) {
+// The value that the text gives the setting.
+std::optional<DefaultsValue> parse(const Setting& setting, std::string_view text) {
   if (setting.type == SettingType::boolean) {
     if (text != "true" && text != "false") return std::nullopt;
-    return DefaultsValue(text == "true");
+    return text == "true";
   }
   if (setting.type == SettingType::date) {
-    if (text == "none") return std::optional<DefaultsValue>();
     const auto date = Date::fromIso8601(text);
     if (!date) return std::nullopt;
-    return DefaultsValue(*date);
+    return *date;
   }
   const auto value = parseNumber(text);
   if (!value || !(*value >= setting.least && *value <= setting.most)) return std::nullopt;
-  if (setting.type == SettingType::number) return DefaultsValue(*value);
+  if (setting.type == SettingType::number) return *value;
   if (*value != std::floor(*value)) return std::nullopt;
-  return DefaultsValue(static_cast<std::int64_t>(*value));
+  return static_cast<std::int64_t>(*value);
 }
 
 Result<const Setting*, SettingError> find(std::string_view name) {
@@ -209,12 +208,13 @@ Result<std::string, SettingError> SettingsStore::text(std::string_view name) con
 Result<std::string, SettingError> SettingsStore::setText(std::string_view name, std::string_view text) {
   const auto setting = find(name);
   if (!setting) return setting.error();
-  auto value = parse(**setting, text);
-  if (!value) {
+  const bool removes = (*setting)->type == SettingType::date && text == "none";
+  auto value = removes ? std::nullopt : parse(**setting, text);
+  if (!value && !removes) {
     return SettingError{"\"" + std::string(text) + "\" is no value for " + (*setting)->name + ": it takes " +
                         (*setting)->allowed + "."};
   }
-  write((*setting)->key, std::move(*value));
+  write((*setting)->key, std::move(value));
   return print(**setting);
 }
 

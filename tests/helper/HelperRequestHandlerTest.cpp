@@ -110,6 +110,7 @@ TEST_F(HelperRequestHandlerTest, WhatIsNoRequestIsRefusedAndChangesNothing) {
                                R"({"command":"acquire","ttlSeconds":-1e300})",
                                R"({"command":"acquire","ttlSeconds":86400.001})",
                                R"({"command":"renew","ttlSeconds":86401})",
+                               R"({"command":"acquire","leaseId":")" + std::string(257, 'x') + "\"}",
                                "{\"command\":\"acquire\",\"leaseId\":\"\xC3\x28\"}",
                                std::string("{\"command\":\"acquire\"}\0", 22),
                                deep,

@@ -41,6 +41,14 @@ def run_inside(*wrapper):
 def run_with_logind(*options):
     """The rest of the script has a real logind on a system bus, and an empty /run, of its own."""
     run_inside(SOURCE / "tools" / "with-logind", "-r", *options, "--")
+    hide_journal()
+
+
+def hide_journal():
+    """What programs log is to be found in their output, also on a machine that has a journal, whose socket stays
+    reachable below with-logind."""
+    if os.path.ismount("/run/systemd/journal"):
+        subprocess.run(["umount", "-n", "-l", "/run/systemd/journal"], check=True)
 
 
 def run_in_own_mounts():
@@ -147,9 +155,10 @@ def test_failed(test):
 
 class TestCase(unittest.TestCase):
     def setUp(self):
-        # Each test starts with a helper that remembers nothing.
-        for path in pathlib.Path("/var/run").glob("vigilo-helper*") if "VIGILO_TEST_INSIDE" in os.environ else ():
-            path.unlink()
+        # In a /run of this script's own, each test starts with a helper that remembers nothing.
+        if "VIGILO_TEST_INSIDE" in os.environ:
+            for path in pathlib.Path("/var/run").glob("vigilo-helper*"):
+                path.unlink()
 
     def folder(self):
         """A folder of the test's own that other users may enter."""

@@ -8,7 +8,7 @@ from harness import ask
 
 harness.run_with_logind()
 
-LIBRARIES = {"libsdbus-c++.so.1", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}
+LIBRARIES = {"libsdbus-c++.so.1", "libsystemd.so.0", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}
 RESIDENT_LIMIT_KB = 6 * 1024
 WATCHDOG_SECONDS = 5
 

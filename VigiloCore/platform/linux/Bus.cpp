@@ -205,18 +205,21 @@ Result<std::shared_ptr<SessionConnection>, Error> SessionConnection::open() {
 }
 
 bool SessionConnection::hasOwner(SessionService service) {
-  const LockGuard guard(bus_->mutex);
-  const auto owned = attempt<bool>([&] { return bus::hasOwner(*bus_->connection, namesOf(service).name); });
+  const auto owned = attempt<bool>([&] {
+    const LockGuard guard(bus_->mutex);
+    return bus::hasOwner(*bus_->connection, namesOf(service).name);
+  });
   return owned && *owned;
 }
 
 Result<SessionConnection::Inhibition, Error> SessionConnection::inhibit(SessionService service, Scope scope,
                                                                         const std::string& why) {
-  const LockGuard guard(bus_->mutex);
   return attempt<Inhibition>([&] {
+    const LockGuard guard(bus_->mutex);
     const auto proxy = bus_->proxyOf(service);
     const std::string application = "Vigilo";
-    auto call = proxy->callMethod(namesOf(service).inhibit);
+    const std::string method = namesOf(service).inhibit;  // the call refers to it
+    auto call = proxy->callMethod(method);
     call.onInterface(namesOf(service).interface).withTimeout(callLimit);
     Inhibition inhibition{service, 0, {}};
     if (service == SessionService::portal) {
@@ -235,9 +238,9 @@ Result<SessionConnection::Inhibition, Error> SessionConnection::inhibit(SessionS
 }
 
 void SessionConnection::uninhibit(const Inhibition& inhibition) {
-  const LockGuard guard(bus_->mutex);
   // A service that does not answer here has lost the inhibition anyway, or loses it with the connection.
   (void)attempt<bool>([&] {
+    const LockGuard guard(bus_->mutex);
     const SessionServiceNames& names = namesOf(inhibition.service);
     if (inhibition.service == SessionService::portal) {
       sdbus::createProxy(*bus_->connection, names.name, inhibition.request)
@@ -256,13 +259,13 @@ void SessionConnection::uninhibit(const Inhibition& inhibition) {
 }
 
 std::optional<std::uint64_t> SessionConnection::generation() {
-  const LockGuard guard(bus_->mutex);
-  const auto alive = attempt<bool>([&] {
+  const auto changes = attempt<std::uint64_t>([&] {
+    const LockGuard guard(bus_->mutex);
     while (bus_->connection->processPendingRequest()) {
     }
-    return true;
+    return bus_->ownerChanges;
   });
-  return alive ? std::optional(bus_->ownerChanges) : std::nullopt;
+  return changes ? std::optional(*changes) : std::nullopt;
 }
 
 }  // namespace vigilo::bus

@@ -42,6 +42,10 @@ void JournalSink::write(LogLevel level, std::string_view subsystem, std::string_
                         length(category), category.data(), nullptr);
 }
 
+bool hasLogService() {
+  return ::access(JournalSink::journalSocket, F_OK) == 0;
+}
+
 std::unique_ptr<LogSink> makeSystemLogSink(const char* identifier) {
   return std::make_unique<JournalSink>(identifier);
 }

@@ -13,7 +13,9 @@ namespace vigilo {
 // may come later. Thread-safe.
 class JournalSink final : public LogSink {
  public:
-  explicit JournalSink(std::string identifier, std::string socket = "/run/systemd/journal/socket");
+  static constexpr const char* journalSocket = "/run/systemd/journal/socket";
+
+  explicit JournalSink(std::string identifier, std::string socket = journalSocket);
 
   bool accepts(LogLevel level) const noexcept override;
   void write(LogLevel level, std::string_view subsystem, std::string_view category,

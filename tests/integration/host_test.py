@@ -1,0 +1,300 @@
+"""The running host as its user meets it: holds in a real logind, the commands, and what happens when it is killed."""
+import json
+import os
+import pathlib
+import random
+import signal
+import subprocess
+import time
+
+import harness
+from harness import ask, inhibitors, wait_for
+
+harness.run_with_logind()
+
+IDLE = "idle"
+DEEP = "sleep:handle-lid-switch"
+
+
+class HostTest(harness.TestCase):
+    def setUp(self):
+        super().setUp()
+        self.home = self.folder()
+        self.run_folder = self.home / harness.BELOW_HOME
+
+    def start_host(self, *arguments):
+        host = harness.Program(self, [harness.BIN / "vigilo", "run", *arguments], env={"HOME": str(self.home)})
+        wait_for("the host answers", lambda: not host.is_running() or self.vigilo("status").returncode == 0)
+        self.assertTrue(host.is_running(), host.log())
+        return host
+
+    def vigilo(self, *arguments):
+        return subprocess.run([harness.BIN / "vigilo", *arguments], env={**os.environ, "HOME": str(self.home)},
+                              capture_output=True, text=True, timeout=20)
+
+    def status(self):
+        return json.loads(self.vigilo("status", "--json").stdout)
+
+    def relay(self, state, agent="claude"):
+        subprocess.run([harness.BIN / "vigilo-relay", "--agent", agent, "--state", state], check=True,
+                       env={**os.environ, "HOME": str(self.home)}, stdin=subprocess.DEVNULL)
+
+    def holds(self):
+        return sorted(kind for _, kind in inhibitors())
+
+    def hold(self):
+        self.relay("working")
+        wait_for("both holds", lambda: self.holds() == [IDLE, DEEP], 1)
+
+
+class HoldTest(HostTest):
+    def test_an_agent_that_works_is_held_within_a_second_and_released_after_the_delay(self):
+        self.start_helper()
+        self.vigilo("settings", "set", "releaseDelaySeconds", "1")
+        host = self.start_host()
+        self.hold()
+        names = [row[2] for row in harness.logind("call", "ListInhibitors")[0]]
+        self.assertIn("Vigilo: Claude Code working", names)
+        status = self.status()
+        self.assertEqual(status["currentDecision"], {"hold": {
+            "activeAgentCount": 1, "reason": "Claude Code working", "requiresDeepHold": True}})
+        self.assertTrue(status["idleAssertionActive"])
+        self.assertTrue(status["helperStatus"]["currentSystemSleepDisabled"])
+        self.assertIn("protectionStartedAt", status)
+        self.relay("idle")
+        wait_for("the release", lambda: self.holds() == [], 4)
+        self.assertNotIn("protectionStartedAt", self.status())
+        self.assertEqual(host.log().count("Claude Code working (1 agent)"), 1, "a line for each change, not each second")
+
+    def test_a_signal_releases_everything_and_ends_cleanly(self):
+        self.start_helper()
+        host = self.start_host()
+        self.hold()
+        started = time.monotonic()
+        self.assertEqual(host.stop(signal.SIGINT), 0)
+        self.assertLess(time.monotonic() - started, 2)
+        self.assertEqual(self.holds(), [])
+        self.assertFalse(ask("status")["status"]["isDeepHoldActive"])
+        self.assertEqual([path.name for path in self.run_folder.iterdir()], ["vigilo.lock"])
+
+    def test_a_killed_host_loses_the_idle_hold_at_once_and_leaves_the_lease(self):
+        self.start_helper()
+        host = self.start_host()
+        self.hold()
+        host.stop(signal.SIGKILL)
+        wait_for("the idle hold is gone", lambda: self.holds() == [DEEP], 0.5)
+        lease = ask("status")["status"]
+        self.assertTrue(lease["isDeepHoldActive"])
+        self.assertLessEqual(lease["leaseExpiresAt"], harness.now() + 60)
+        # The next host starts over the sockets that were left.
+        self.start_host()
+        self.hold()
+
+    def test_a_killed_helper_is_in_force_again_when_it_restarts_within_the_lease(self):
+        helper = self.start_helper()
+        self.start_host()
+        self.hold()
+        helper.stop(signal.SIGKILL)
+        wait_for("the deep hold is gone", lambda: self.holds() == [IDLE], 1)
+        self.start_helper()
+        self.assertEqual(self.holds(), [IDLE, DEEP])
+
+    def test_without_a_helper_the_host_says_what_follows(self):
+        host = self.start_host()
+        self.relay("working")
+        wait_for("the idle hold", lambda: self.holds() == [IDLE], 1)
+        wait_for("a line", lambda: "no helper runs, so a closed lid suspends" in host.log())
+        self.assertIn("so a closed lid suspends", self.vigilo("status").stdout)
+
+    def test_commands_take_effect_within_a_second(self):
+        self.start_helper()
+        self.start_host()
+        for on, off, block in ((["hold", "on"], ["hold", "off"], None), (None, None, "disable"), (None, None, "pause")):
+            with self.subTest(on or block):
+                if on:
+                    self.assertEqual(self.vigilo(*on).returncode, 0)
+                    wait_for("the hold", lambda: self.holds() == [IDLE, DEEP], 1)
+                    self.vigilo("settings", "set", "releaseDelaySeconds", "0")
+                    self.vigilo(*off)
+                else:
+                    self.hold()
+                    self.assertEqual(self.vigilo(*([block, "1h30m"] if block == "pause" else [block])).returncode, 0)
+                wait_for("no hold", lambda: self.holds() == [], 1)
+                self.vigilo("enable")
+                self.vigilo("resume")
+        self.assertNotIn("pauseUntil", self.status())
+
+
+class CommandTest(HostTest):
+    def test_one_host_per_user(self):
+        host = self.start_host()
+        second = self.vigilo("run")
+        self.assertEqual(second.returncode, 75)
+        self.assertIn(str(host.pid), second.stderr)
+        self.relay("working")
+        wait_for("the first still receives", lambda: self.holds() == [IDLE])
+
+    def test_without_a_host(self):
+        for arguments in (["status"], ["status", "--json"], ["status", "--follow"]):
+            result = self.vigilo(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (3, ""))
+            self.assertIn("no host runs", result.stderr)
+
+    def test_root_does_not_run_in_the_home_of_another_user(self):
+        if os.geteuid() != 0 or harness.as_nobody() is None:
+            self.skipTest("not root")
+        os.chown(self.home, 65534, 65534)
+        result = self.vigilo("run")
+        self.assertEqual(result.returncode, 77)
+        self.assertEqual(list(self.home.iterdir()), [], "nothing is left there")
+
+    def test_wrong_command_lines_say_what_is_possible(self):
+        for arguments, text in ((["settings", "set", "volume", "3"], "batteryFloorPercent"),
+                                (["settings", "set", "batteryFloorPercent", "80"], "5 to 50"),
+                                (["settings", "set", "masterEnabled", "yes"], "true or false"),
+                                (["settings", "set", "releaseDelaySeconds", "nan"], "0 to 86400"),
+                                (["settings", "get", "volume"], "batteryFloorPercent"),
+                                (["pause", "soon"], "1h30m"), (["pause", "0s"], "30 days"),
+                                (["hold", "maybe"], "on"), (["fly"], "")):
+            for running in (False, True):
+                if running and arguments[0] != "settings":
+                    continue
+                if running:
+                    self.start_host()
+                result = self.vigilo(*arguments)
+                self.assertEqual(result.returncode, 64, arguments)
+                self.assertIn(text, result.stderr)
+                if running:
+                    self.doCleanups()
+                    self.setUp()
+
+
+class SettingsTest(HostTest):
+    def file(self):
+        return self.home / "Library/Preferences/com.vigilo.app.toml"
+
+    def test_they_are_kept_with_the_users_comments_with_and_without_a_host(self):
+        self.file().parent.mkdir(parents=True)
+        self.file().write_text("# mine\nonlyOnAC = true  # at my desk\nfuture = [1, 2]\n")
+        for running in (False, True):
+            if running:
+                self.start_host()
+            self.assertEqual(self.vigilo("settings", "set", "batteryFloorPercent", str(20 + running)).returncode, 0)
+            text = self.file().read_text()
+            for part in ("# mine\n", "onlyOnAC = true  # at my desk\n", "future = [1, 2]\n",
+                         f"batteryFloorPercent = {20 + running}\n"):
+                self.assertIn(part, text)
+            self.assertEqual(self.vigilo("settings", "get", "onlyOnAC").stdout, "true\n")
+
+    def test_many_at_once_lose_nothing(self):
+        values = {"batteryFloorPercent": "33", "onlyOnAC": "true", "preventDisplaySleep": "true",
+                  "releaseDelaySeconds": "7", "soundEnabled": "false", "deepLidProtectionEnabled": "false"}
+        for running in (False, True):
+            host = self.start_host() if running else None
+            self.vigilo("settings", "reset")
+            commands = [subprocess.Popen([harness.BIN / "vigilo", "settings", "set", *item],
+                                         env={**os.environ, "HOME": str(self.home)}, stdout=subprocess.DEVNULL)
+                        for item in values.items()]
+            self.assertEqual([command.wait(30) for command in commands], [0] * len(values))
+            for key, value in values.items():
+                self.assertEqual(self.vigilo("settings", "get", key).stdout.strip(), value)
+            if host:
+                host.stop()
+
+    def test_a_file_that_does_not_parse_is_never_rewritten(self):
+        self.file().parent.mkdir(parents=True)
+        broken = "onlyOnAC = true\nbatteryFloorPercent = = 3\n"
+        self.file().write_text(broken)
+        for running in (False, True):
+            if running:
+                self.start_host()
+            result = self.vigilo("settings", "set", "soundEnabled", "false")
+            self.assertEqual(result.returncode, 78)
+            self.assertIn("line 2", result.stderr)
+            self.assertIn("column", result.stderr)
+            self.assertEqual(self.file().read_text(), broken)
+        self.assertFalse(self.status()["settings"]["soundEnabled"], "the running host keeps the change in memory")
+
+    def test_an_edit_by_hand_reaches_the_running_host(self):
+        self.start_host()
+        self.file().parent.mkdir(parents=True, exist_ok=True)
+        self.file().write_text("masterEnabled = false\n")
+        wait_for("the change", lambda: "blocked" in self.status()["currentDecision"], 2)
+
+
+class ControlSocketTest(HostTest):
+    def control(self):
+        return str(self.run_folder / "vigilo-control.sock")
+
+    def test_only_the_owner_reaches_the_sockets(self):
+        self.start_host()
+        for name in ("vigilo.sock", "vigilo-control.sock"):
+            self.assertEqual((self.run_folder / name).stat().st_mode & 0o777, 0o600)
+        self.assertEqual(self.run_folder.stat().st_mode & 0o777, 0o700)
+
+    def test_a_follower_is_told_each_change_once(self):
+        self.start_host()
+        with harness.connect(self.control()) as connection:
+            connection.send(b'{"version":1,"command":"follow"}\n')
+            lines = connection.makefile()
+            self.assertIn("release", json.loads(lines.readline())["status"]["currentDecision"])
+            self.relay("working")
+            while "hold" not in json.loads(lines.readline())["status"]["currentDecision"]:
+                pass
+        self.assertEqual(self.vigilo("status").returncode, 0)
+
+    def test_hostile_input_gets_an_error_or_a_closed_connection_and_others_are_served(self):
+        host = self.start_host()
+        chance = random.Random(7)
+        before = host.descriptors()
+        attacks = [b"\n", b"{}\n", b"[" * 60000 + b"\n", b'{"version":1}\n', b'{"version":2,"command":"status"}\n',
+                   b'{"version":1e400,"command":"status"}\n', b'{"version":1,"command":"pause","seconds":1e300}\n',
+                   b'{"version":1,"command":"setSetting","key":"\xff\xfe","value":"1"}\n', b"x" * 70000,
+                   *(chance.randbytes(chance.randrange(1, 3000)) + b"\n" for _ in range(200))]
+        for attack in attacks:
+            with harness.connect(self.control()) as connection:
+                try:
+                    connection.sendall(attack)
+                    answer = connection.recv(65536)
+                except OSError:
+                    continue
+                if answer:
+                    self.assertNotEqual(json.loads(answer)["exitCode"], 0, attack[:80])
+        for path in (self.control(), str(self.run_folder / "vigilo.sock")):
+            silent = []
+            for _ in range(1000):
+                connection = harness.connect(path)
+                silent.append(connection)
+            started = time.monotonic()
+            self.assertEqual(self.vigilo("status").returncode, 0)
+            self.relay("working")
+            self.assertLess(time.monotonic() - started, 2 if harness.SANITIZED else 0.5)
+            for connection in silent:
+                connection.close()
+        wait_for("no descriptor leaks", lambda: host.descriptors() <= before + 2)
+
+    def test_a_follower_that_does_not_read_is_dropped(self):
+        self.start_host()
+        connection = harness.connect(self.control())
+        self.addCleanup(connection.close)
+        connection.send(b'{"version":1,"command":"follow"}\n')
+        connection.recv(10)
+        # Many sessions make each change a line of tens of kilobytes.
+        for number in range(150):
+            with harness.connect(str(self.run_folder / "vigilo.sock")) as hook:
+                hook.send(json.dumps({"agent": "codex", "state": "idle", "session_id": f"s{number}",
+                                      "cwd": "/" + "x" * 200}).encode())
+                hook.recv(64)
+        for number in range(100):
+            self.relay(("working", "idle")[number % 2])
+            time.sleep(0.01)  # each change is a decision of its own
+        # What the kernel and the host had kept comes, and then the end.
+        received = 0
+        while block := connection.recv(1 << 20):
+            received += len(block)
+        self.assertLess(received, 2 << 20)
+        self.assertEqual(self.vigilo("status").returncode, 0)
+
+
+if __name__ == "__main__":
+    harness.main()

@@ -1,0 +1,141 @@
+#include "VigiloApp/StatusText.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/DurationText.h"
+#include "support/RecordCoder.h"
+
+namespace vigilo {
+namespace {
+
+class StatusTextTest : public testing::Test {
+ protected:
+  StatusTextTest() {
+    ::setenv("TZ", "UTC", 1);
+    ::tzset();
+    report.powerSource = PowerSourceSnapshot::desktopDefault();
+  }
+
+  void hold(const std::string& reason, int agents, bool deep = true) {
+    report.currentDecision = WakeDecision::Hold{reason, agents, deep};
+    report.protectionStartedAt = now - 252;
+    report.elapsedProtectionSeconds = 252;
+    report.idleAssertionActive = true;
+    report.helperStatus = DeepSleepStatus{.isHelperInstalled = true,
+                                          .isDeepHoldActive = true,
+                                          .leaseExpiresAt = now + 40,
+                                          .originalSleepDisabledState = false,
+                                          .currentSystemSleepDisabled = true};
+  }
+  void expect(std::initializer_list<const char*> parts) const {
+    const std::string text = statusText(report, now);
+    for (const char* part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text;
+  }
+
+  const Date now = Date::fromUnix(1795262400);  // 12:00:00
+  StatusReport report;
+};
+
+TEST_F(StatusTextTest, SaysWhatIsHeldWhySinceWhenAndWhatWouldEndIt) {
+  hold("Claude Code working", 1);
+  report.powerSource = {.batteryPercent = 57, .isOnAC = false, .timeRemainingMinutes = 130};
+  report.activeSessionsList = {
+      AgentSession{.id = "c353", .state = AgentState::working, .lastEventAt = now - 75, .cwd = "/home/me/proj"}};
+  expect({"holds this machine awake: Claude Code working (1 agent), since 11:55:48 (4 min 12 s).",
+          "idle sleep  held off", "held by the helper, also with the lid closed", "lease until 12:00:40",
+          "30 s after the last agent stops; or at 15 % battery", "on battery, 57 %, 2 h 10 min left",
+          "Claude Code, Working, 1 min 15 s ago, c353, /home/me/proj"});
+}
+
+TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
+  hold("Claude Code working", 1);
+  report.helperStatus->currentSystemSleepDisabled = false;
+  expect({"deep sleep  asked for, not in force: a closed lid suspends"});
+  report.helperStatus = DeepSleepStatus{};
+  expect({"deep sleep  not held: no helper runs"});
+  report.helperStatus->isHelperInstalled = true;
+  expect({"deep sleep  not held: the helper gave no lease"});
+  report.helperStatus.reset();
+  expect({"the helper has not answered yet"});
+  hold("Claude Code working", 1, false);
+  EXPECT_EQ(deepHoldProblem(report.currentDecision, DeepSleepStatus{}), std::nullopt) << "it was not asked for";
+}
+
+TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
+  const std::pair<SafetyBlock, const char*> rows[] = {{SafetyBlock::masterDisabled, "`vigilo enable`"},
+                                                      {SafetyBlock::paused, "12:10:00; `vigilo resume`"},
+                                                      {SafetyBlock::batteryBelowFloor, "on AC, or at 18 % charge"},
+                                                      {SafetyBlock::acDisconnected, "onlyOnAC"},
+                                                      {SafetyBlock::thermalCritical, "has cooled down"}};
+  report.pauseUntil = now + 600;
+  for (const auto& [block, how] : rows) {
+    report.currentDecision = WakeDecision::Blocked{block};
+    expect({"lets this machine sleep on purpose", rawValue(block).data(), how});
+  }
+}
+
+TEST_F(StatusTextTest, WhatAgentsSendCannotSteerTheTerminal) {
+  report.activeSessionsList = {AgentSession{.id = "a\x1b[2Jb\xc2\x9b" "c\nd", .lastEventAt = now}};
+  const std::string text = statusText(report, now);
+  EXPECT_EQ(text.find('\x1b'), std::string::npos);
+  EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos);
+  EXPECT_EQ(text.find("c\nd"), std::string::npos);
+}
+
+TEST_F(StatusTextTest, ACountdownIsNoNewsAndADifferentHoldIs) {
+  const WakeDecision debounce = WakeDecision::Hold{"Release debounce (12s)", 0, true};
+  EXPECT_FALSE(isNews(debounce, WakeDecision::Hold{"Release debounce (11s)", 0, true}));
+  EXPECT_TRUE(isNews(debounce, WakeDecision::Release{"No active agent sessions"}));
+  EXPECT_TRUE(isNews(WakeDecision::Hold{"Claude Code working", 1, true}, debounce));
+  hold("Release debounce (12s)", 0);
+  StatusReport later = report;
+  later.elapsedProtectionSeconds += 1;
+  later.currentDecision = WakeDecision::Hold{"Release debounce (11s)", 0, true};
+  later.helperStatus->leaseExpiresAt = now + 60;
+  EXPECT_TRUE(sameButForTime(report, later));
+  later.isLidClosed = true;
+  EXPECT_FALSE(sameButForTime(report, later));
+}
+
+TEST(ControlProtocol, AStatusWithTooManySessionsLosesTheOldestAndSaysSo) {
+  for (const std::size_t count : {10u, 300u, 20000u}) {
+    ControlResponse response;
+    response.status.emplace();
+    for (std::size_t i = 0; i < count; ++i) {
+      response.status->activeSessionsList.push_back(
+          AgentSession{.id = "session-" + std::to_string(i), .cwd = "/home/me/" + std::string(i % 400, 'x')});
+    }
+    const std::string line = controlLine(response);
+    EXPECT_LE(line.size(), controlMessageLimit);
+    const auto decoded = decodeRecord<ControlResponse>(line, {DateCoding::iso8601, true, false});
+    ASSERT_TRUE(decoded);
+    const auto& status = *decoded->status;
+    EXPECT_EQ(status.activeSessionsList.size() + static_cast<std::size_t>(status.omittedSessions.value_or(0)), count);
+    EXPECT_EQ(status.omittedSessions.has_value(), count > 10);
+    EXPECT_EQ(status.activeSessionsList.front().id, "session-0") << "the newest stay";
+  }
+}
+
+TEST(DurationText, ReadsWhatPeopleTypeAndNothingElse) {
+  const std::pair<const char*, std::optional<double>> rows[] = {
+      {"90s", 90},         {"30m", 1800},        {"1h30m", 5400},  {"2d", 172800}, {"30d", 2592000},
+      {"1d1h1m1s", 90061}, {"30d1s", {}},        {"0s", {}},       {"", {}},       {"90", {}},
+      {"m", {}},           {"1m1h", {}},         {"1h1h", {}},     {"-1s", {}},    {"1.5h", {}},
+      {" 1h", {}},         {"99999999999s", {}}, {"1 h", {}},      {"1H", {}},     {"9999999d", {}}};
+  for (const auto& [text, seconds] : rows) EXPECT_EQ(parseDuration(text), seconds) << text;
+}
+
+TEST(DurationText, ShowsTheTwoLargestUnits) {
+  const std::pair<double, const char*> rows[] = {{0, "0 s"},          {59.9, "59 s"},       {60, "1 min"},
+                                                 {252, "4 min 12 s"}, {3600, "1 h"},        {5400, "1 h 30 min"},
+                                                 {86460, "1 d"},      {90000, "1 d 1 h"},   {-5, "0 s"},
+                                                 {1e300, "11574074 d 1 h"}};
+  for (const auto& [seconds, text] : rows) EXPECT_EQ(durationText(seconds), text) << seconds;
+}
+
+}  // namespace
+}  // namespace vigilo
