@@ -64,7 +64,7 @@ class Host {
   void introduce();
   std::string introduction(const DeepSleepStatus& helper) const;
   void show();
-  void publishToFollowers(const StatusReport& report);
+  void publishToFollowers();
   void shutDown();
 
   const Directories directories_;
@@ -216,21 +216,21 @@ void Host::show() {
     lastLook_ = now;
     defaults_->checkForChanges();
   }
-  const bool holding = coordinator_->currentDecision.get().isHolding();
-  if (holding && !wasHolding_) {
+  const WakeDecision& decision = coordinator_->currentDecision.get();
+  if (decision.isHolding() && !wasHolding_) {
     // What the helper said before the hold says nothing about it.
     coordinator_->helperStatus.set(std::nullopt);
     status_->refresh();
   }
-  wasHolding_ = holding;
-  const StatusReport report = status_->current();
-  terminal_.show(report, Date::now());
-  publishToFollowers(report);
+  wasHolding_ = decision.isHolding();
+  terminal_.show(decision, coordinator_->helperStatus.get(), Date::now());
+  publishToFollowers();
 }
 
 // A follower is told what changed, not that time has passed.
-void Host::publishToFollowers(const StatusReport& report) {
+void Host::publishToFollowers() {
   if (!controlServer_->hasFollowers()) return;
+  const StatusReport report = status_->current();
   if (lastPublished_ && sameButForTime(*lastPublished_, report)) return;
   lastPublished_ = report;
   control_->async([this, report] {

@@ -12,15 +12,16 @@ void TerminalReport::introduce(const std::string& lines) {
   std::fflush(stdout);
 }
 
-void TerminalReport::show(const StatusReport& report, Date now) {
+void TerminalReport::show(const WakeDecision& decision, const std::optional<DeepSleepStatus>& helper,
+                          Date now) {
   if (!introduced_) return;
-  if (!shown_ || isNews(*shown_, report.currentDecision)) line(now, decisionLine(report.currentDecision));
-  shown_ = report.currentDecision;
-  const auto problem = deepHoldProblem(report.currentDecision, report.helperStatus);
+  if (!shown_ || isNews(*shown_, decision)) line(now, decisionLine(decision));
+  shown_ = decision;
+  const auto problem = deepHoldProblem(decision, helper);
   if (problem != problem_) {
     if (problem)
       line(now, "  the deep hold is " + *problem);
-    else if (report.currentDecision.isHolding())
+    else if (decision.isHolding())
       line(now, "  the deep hold is in force");
   }
   problem_ = problem;

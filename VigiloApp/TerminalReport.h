@@ -3,7 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "VigiloApp/StatusReport.h"
+#include "helper/HelperProtocol.h"
+#include "policy/WakeDecision.h"
 #include "support/Date.h"
 
 namespace vigilo {
@@ -15,7 +16,7 @@ class TerminalReport {
   // The lines of the start; nothing else is written before them.
   void introduce(const std::string& lines);
   // The host has evaluated, or knows more about the helper.
-  void show(const StatusReport& report, Date now);
+  void show(const WakeDecision& decision, const std::optional<DeepSleepStatus>& helper, Date now);
 
  private:
   void line(Date now, const std::string& text);
