@@ -31,7 +31,7 @@ check-long:
 	@tools/check-long
 
 bench:
-	@tools/install-packages build test
+	@tools/install-packages build test check
 	@$(GENERATE) -DVIGILO_BENCH=ON
 	@cmake --build $(BUILD)
 	@bench/run $(BUILD)/bin

@@ -80,9 +80,9 @@ std::optional<std::vector<SessionUsageRecord>> allSessions(const Directories& di
 bool confirmed() {
   if (::isatty(STDIN_FILENO) != 1) return false;
   std::fputs(
-      "This forgets all recorded usage. The agents' own logs stay; the next start of the host, or the "
-      "running host at\n"
-      "their next change, records the newest of them again, dated at that time. Forget everything? [y/N] ",
+      "This forgets all recorded usage. The agents' own logs stay, and the next start of the host records "
+      "the newest\n"
+      "of them again, dated at that moment. Forget everything? [y/N] ",
       stdout);
   std::fflush(stdout);
   const int first = std::getchar();

@@ -17,9 +17,8 @@ void appendOnOneLine(std::string& line, std::string_view text) {
   }
 }
 
-// Prints one conversion; `specification` is what stands between '%' and the conversion letter.
-void appendConversion(std::string& line, std::string specification, char conversion,
-                      const LogArgument& argument) {
+// Prints one conversion; `flags` is what stands between '%' and the conversion letter.
+void appendConversion(std::string& line, std::string flags, char conversion, const LogArgument& argument) {
   char text[400];
   switch (argument.kind) {
     case LogArgument::Kind::text:
@@ -29,13 +28,13 @@ void appendConversion(std::string& line, std::string specification, char convers
       line += argument.integer != 0 ? "true" : "false";
       return;
     case LogArgument::Kind::integer:
-      std::erase(specification, 'l');
-      std::erase(specification, 'z');
-      std::snprintf(text, sizeof text, ("%" + specification + "ll" + conversion).c_str(),
+      std::erase(flags, 'l');
+      std::erase(flags, 'z');
+      std::snprintf(text, sizeof text, ("%" + flags + "ll" + conversion).c_str(),
                     static_cast<long long>(argument.integer));
       break;
     case LogArgument::Kind::floating:
-      std::snprintf(text, sizeof text, ("%" + specification + conversion).c_str(), argument.floating);
+      std::snprintf(text, sizeof text, ("%" + flags + conversion).c_str(), argument.floating);
       break;
   }
   line += text;
@@ -61,10 +60,10 @@ void Log::write(LogSink& sink, LogLevel level, const char* format,
     } else if (*++at == '%') {
       line += '%';
     } else {
-      std::string specification;
+      std::string flags;
       if (*at == '{') at += sizeof "{bool}" - 1;
-      for (; (*at >= '0' && *at <= '9') || *at == '.' || *at == 'l' || *at == 'z'; ++at) specification += *at;
-      appendConversion(line, specification, *at, *next++);
+      for (; (*at >= '0' && *at <= '9') || *at == '.' || *at == 'l' || *at == 'z'; ++at) flags += *at;
+      appendConversion(line, flags, *at, *next++);
     }
   }
   sink.write(level, subsystem_, category_, line);
