@@ -1,9 +1,8 @@
 #include "usage/HookUsage.h"
 
-#include <algorithm>
-
 #include "support/Uuid.h"
 #include "usage/ModelRateCard.h"
+#include "usage/UsageSource.h"
 
 namespace vigilo {
 
@@ -20,6 +19,7 @@ std::optional<UsageEvent> toUsageEvent(const HookEvent& event) {
   usage.outputTokens = event.outputTokens;
   usage.cachedTokens = event.cachedTokens;
   usage.reasoningTokens = event.reasoningTokens;
+  usage.contextWindow = ModelRateCard::contextWindow(event.model);
   usage.costEstimateUSD =
       ModelRateCard::estimateCost(event.model, {.inputTokens = event.inputTokens,
                                                 .outputTokens = event.outputTokens,
@@ -31,28 +31,12 @@ std::optional<UsageEvent> toUsageEvent(const HookEvent& event) {
 }
 
 ProviderBudgetReport hookBudgetReport(const UsageEvent& event, Date now) {
-  ProviderBudgetReport report;
-  report.agentType = event.agentType;
-  report.sessionId = event.sessionId;
-  report.modelId = event.modelId;
-  const auto window = event.contextWindow ? event.contextWindow : ModelRateCard::contextWindow(event.modelId);
-  report.context =
-      window ? BudgetMetric<ContextBudget>::known(
-                   ContextBudget::of(*window, event.effectiveTotalTokens().value_or(0)), 1.0, hookUsageSource)
-             : BudgetMetric<ContextBudget>::unavailable("Context unavailable");
-  report.quota = BudgetMetric<AccountQuotaBudget>::unavailable("Quota unavailable");
-  report.sessionUsage = {.inputTokens = event.inputTokens,
-                         .outputTokens = event.outputTokens,
-                         .cachedTokens = event.cachedTokens,
-                         .reasoningTokens = event.reasoningTokens,
-                         .totalTokens = event.totalTokens,
-                         .contextWindow = window,
-                         .sessionCostEstimateUSD = event.costEstimateUSD,
-                         .recordedAt = event.timestamp};
-  if (event.costEstimateUSD) report.cost = CostBudget{std::max(*event.costEstimateUSD, 0.0), true};
+  ProviderBudgetReport report = reportOf(event, now);
+  if (event.contextWindow) {
+    const auto context = ContextBudget::of(*event.contextWindow, event.effectiveTotalTokens().value_or(0));
+    report.context = BudgetMetric<ContextBudget>::known(context, 1.0, hookUsageSource);
+  }
   report.lowBudgetAlert = report.evaluateAlert();
-  report.lastUpdated = now;
-  report.source = hookUsageSource;
   return report;
 }
 
