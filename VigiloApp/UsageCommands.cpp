@@ -181,9 +181,8 @@ int usageExportCommand(const Directories& directories, const std::optional<std::
 
 int usageResetCommand(const Directories& directories, bool yes) {
   if (!yes && !confirmed()) {
-    return fail(exitUsage, ::isatty(STDIN_FILENO) == 1
-                               ? "nothing was forgotten"
-                               : "nothing was forgotten: answer the question, or give --yes");
+    if (::isatty(STDIN_FILENO) == 1) return fail(exitFailure, "nothing was forgotten");
+    return fail(exitUsage, "nothing was forgotten: answer the question, or give --yes");
   }
   const auto response =
       ControlClient(directories.controlSocket()).request({.command = ControlCommand::usageReset});
