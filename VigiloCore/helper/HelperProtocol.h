@@ -27,7 +27,7 @@ constexpr bool fitsWholeSeconds(double seconds) {
   return seconds >= -limit && seconds < limit;
 }
 
-// A longer identifier is refused: a status that repeats it must fit a message.
+// A lease under a longer identifier is refused: a status that repeats it must fit a message.
 inline constexpr std::size_t longestLeaseId = 256;
 
 enum class HelperCommand {

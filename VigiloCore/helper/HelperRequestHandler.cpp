@@ -57,7 +57,7 @@ HelperReply HelperRequestHandler::handle(std::string_view bytes, std::optional<u
   if (command.leases && !isLeasable(ttlOf(*request))) {
     return {encodeRecord(invalidCommand("ttlSeconds: expected at most 86400"))};
   }
-  if (request->leaseId && request->leaseId->size() > longestLeaseId) {
+  if (command.leases && request->leaseId.value_or("").size() > longestLeaseId) {
     return {encodeRecord(invalidCommand("leaseId: expected at most 256 bytes"))};
   }
   HelperResponse response;
