@@ -10,10 +10,6 @@ namespace {
 constexpr double hookConfidence = 1.0;
 constexpr double scanConfidence = 0.6;
 
-std::string processSessionId(AgentType agent, std::int32_t pid) {
-  return "proc-" + std::string(rawValue(agent)) + "-" + std::to_string(pid);
-}
-
 const char* hostAppName(AgentType agent) {
   switch (agent) {
     case AgentType::opencode:

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "agents/AgentModel.h"
+#include "support/Date.h"
 
 namespace vigilo {
 
@@ -15,8 +17,16 @@ struct ProcessMatch {
   bool isRunning = false;
   bool isWorking = false;
   std::string command;  // the command line or application name seen
+  // Where the source of the match can tell: when the process began, and the youngest of its living children.
+  std::optional<Date> startedAt;
+  std::optional<Date> youngestChildStartedAt;
 
   bool operator==(const ProcessMatch&) const = default;
 };
+
+// The id of the session that stands for a process: "proc-<agent>-<pid>".
+inline std::string processSessionId(AgentType agent, std::int32_t pid) {
+  return "proc-" + std::string(rawValue(agent)) + "-" + std::to_string(pid);
+}
 
 }  // namespace vigilo
