@@ -180,6 +180,10 @@ bool sameButForTime(StatusReport before, StatusReport now) {
     report->elapsedProtectionSeconds = 0;
     // A lease that is renewed is no news.
     if (report->helperStatus) report->helperStatus->leaseExpiresAt.reset();
+    // So is a process that is seen again.
+    for (AgentSession& session : report->activeSessionsList) {
+      if (session.integrationType == IntegrationType::process) session.lastEventAt = session.startedAt;
+    }
   }
   return before == now;
 }
