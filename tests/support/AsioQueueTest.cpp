@@ -229,6 +229,18 @@ TEST_F(AsioQueueTest, AMainQueueServesTheCallerUntilItStopsAndHearsSignals) {
   EXPECT_EQ(heard, (std::vector{SIGUSR1, SIGUSR2, SIGUSR1}));
 }
 
+TEST_F(AsioQueueTest, ATaskThatHangsIsWaitedForNoLongerThanAsked) {
+  std::promise<void> begun, end;
+  queue->async([&] {
+    begun.set_value();
+    end.get_future().wait();
+  });
+  begun.get_future().wait();
+  EXPECT_FALSE(queue->stopAndWait(10ms));
+  end.set_value();
+  EXPECT_TRUE(queue->stopAndWait(60s));
+}
+
 TEST(AsioQueueDeathTest, SyncOntoItsOwnThreadAborts) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(
