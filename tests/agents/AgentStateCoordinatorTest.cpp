@@ -181,8 +181,10 @@ TEST_F(AgentStateCoordinatorTest, AScanAddsUpdatesAndRemovesProcessSessions) {
   scan({});
   EXPECT_EQ(coordinator.sessions()->size(), 1u);
   EXPECT_EQ(session("hook").pid, 4242) << "a hook session outlives the scan";
-  coordinator.registerProcessSession(AgentType::cursor, 9, true, 0.8);
-  EXPECT_EQ(session("proc-cursor-9").confidence, 0.8) << "only a scan is worth 0.6";
+  for (const double confidence : {0.8, 0.3}) {
+    coordinator.registerProcessSession(AgentType::cursor, 9, true, confidence);
+    EXPECT_EQ(session("proc-cursor-9").confidence, confidence) << "only a scan is always worth the same";
+  }
 }
 
 TEST_F(AgentStateCoordinatorTest, ASnapshotNeverChangesAndATableWithoutChangesIsNotCopied) {

@@ -172,6 +172,16 @@ TEST_F(UserDefaultsFile, AKeyThatCannotBeWrittenDoesNotKeepOthersFromTheFile) {
   EXPECT_EQ(read(), "value = true\n[table]\nx = 1\n");
 }
 
+TEST_F(UserDefaultsFile, ARefusalOfTheGateLeavesTheChangeInMemory) {
+  const auto defaults = open([](const std::string&) { return false; });
+  defaults->set("a", true);
+  const auto error = defaults->synchronize();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, EPERM);
+  EXPECT_EQ(defaults->object("a"), DefaultsValue(true));
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 class ObservedDefaults : public UserDefaultsFile {
  protected:
   void observe() {
