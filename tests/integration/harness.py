@@ -137,10 +137,6 @@ class Program:
                     total += int(line.split()[1])
         return total
 
-    def cpu_seconds(self):
-        fields = self.proc("stat").read_text().rsplit(")", 1)[1].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
-
     def descriptors(self):
         return len(list(self.proc("fd").iterdir()))
 
