@@ -5,7 +5,9 @@
 #include "platform/LidState.h"
 #include "platform/PowerAssertions.h"
 #include "platform/PowerSource.h"
+#include "platform/SystemSounds.h"
 #include "platform/ThermalState.h"
+#include "platform/UserNotifications.h"
 #include "support/LogSink.h"
 
 namespace vigilo {
@@ -16,6 +18,8 @@ struct Platform {
   std::unique_ptr<PowerSourceProvider> powerSource;
   std::unique_ptr<ThermalStateProvider> thermalState;
   std::unique_ptr<LidStateProvider> lidState;
+  std::unique_ptr<UserNotifications> userNotifications;
+  std::unique_ptr<SystemSounds> systemSounds;
 
   static Platform ofThisMachine();
 };
