@@ -80,6 +80,33 @@ class NoLid final : public LidStateProvider {
   std::string description() const override { return "none"; }
 };
 
+class FakeNotifications final : public UserNotifications {
+ public:
+  explicit FakeNotifications(Machine& machine) : machine_(machine) {}
+  Outcome requestAuthorization() override { return true; }
+  Outcome post(const UserNotification& notification) override {
+    machine_.notices.push_back(notification.identifier + ": " + notification.body);
+    return true;
+  }
+  std::string description() const override { return "a fake"; }
+
+ private:
+  Machine& machine_;
+};
+
+class FakeSounds final : public SystemSounds {
+ public:
+  explicit FakeSounds(Machine& machine) : machine_(machine) {}
+  bool play(const std::string& name) override {
+    machine_.notices.push_back(name);
+    return true;
+  }
+  void beep() override { machine_.notices.emplace_back("beep"); }
+
+ private:
+  Machine& machine_;
+};
+
 }  // namespace
 
 void Machine::setBattery(bool onAC, int percent) {
@@ -151,6 +178,8 @@ void World::startHost() {
   powerProvider_ = std::make_unique<FakePower>(machine);
   thermalProvider_ = std::make_unique<FakeThermal>(machine);
   lidProvider_ = std::make_unique<NoLid>();
+  notificationService_ = std::make_unique<FakeNotifications>(machine);
+  sounds_ = std::make_unique<FakeSounds>(machine);
   transport_ = std::make_unique<Transport>(*this);
   agents_ = std::make_shared<AgentStateCoordinator>(time.clock());
   auto battery = std::make_shared<BatteryMonitor>(*powerProvider_, *main_, time.clock());
@@ -168,7 +197,11 @@ void World::startHost() {
        .thermalMonitor = std::make_shared<ThermalMonitor>(*thermalProvider_, *main_),
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
        .hookReceiver = nullptr,
-       .usageCoordinator = nullptr});
+       .usageCoordinator = nullptr,
+       .notifications = NotificationController::create({.queue = *notificationsQueue_,
+                                                        .settings = *settings_,
+                                                        .service = *notificationService_,
+                                                        .sounds = *sounds_})});
   coordinator_->start();
   time.runUntilIdle();
 }
@@ -177,6 +210,7 @@ void World::killHost() {
   // A killed process does nothing more: its queues go with everything that waits in them.
   main_ = nullptr;
   holds_ = nullptr;
+  notificationsQueue_ = nullptr;
   const auto before = machine.actions;
   coordinator_.reset();
   agents_.reset();
@@ -184,6 +218,7 @@ void World::killHost() {
   machine.actions = before;  // what destructors did, a killed process would not have done
   main_ = time.queue("main");
   holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  notificationsQueue_ = time.queue("com.vigilo.notifications");
 }
 
 void World::startHelper() {

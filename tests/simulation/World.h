@@ -33,10 +33,12 @@ struct Machine {
                                  .timeToEmpty = std::nullopt};
   int thermal = 0;
   bool assertionsFail = false;
+  Actions notices;  // what the user saw and heard: "vigilo.started: 1 coding agent session working.", "Hero"
   Task powerChanged;
   Task thermalChanged;
 
   Actions take() { return std::exchange(actions, {}); }
+  Actions takeNotices() { return std::exchange(notices, {}); }
   bool holdsIdle() const { return !assertions.empty(); }
   void setBattery(bool onAC, int percent);
   void setThermal(int state);
@@ -76,6 +78,7 @@ class World {
   std::string stateFile_;
   std::unique_ptr<Queue> main_ = time.queue("main");
   std::unique_ptr<Queue> holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  std::unique_ptr<Queue> notificationsQueue_ = time.queue("com.vigilo.notifications");
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
 
   std::unique_ptr<SettingsStore> settings_;
@@ -83,6 +86,8 @@ class World {
   std::unique_ptr<PowerSourceProvider> powerProvider_;
   std::unique_ptr<ThermalStateProvider> thermalProvider_;
   std::unique_ptr<LidStateProvider> lidProvider_;
+  std::unique_ptr<UserNotifications> notificationService_;
+  std::unique_ptr<SystemSounds> sounds_;
   std::unique_ptr<HelperTransport> transport_;
   std::shared_ptr<AgentStateCoordinator> agents_;
   std::shared_ptr<AppCoordinator> coordinator_;
