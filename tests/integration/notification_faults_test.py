@@ -1,4 +1,5 @@
 """What becomes of the host, and of its notices, when the service that shows them is missing, hangs or dies."""
+import os
 import signal
 import time
 
@@ -53,16 +54,28 @@ class NotificationFaultsTest(SessionTest):
         host = self.start_host(session)
         self.agent("working")
         wait_for("a notice", lambda: len(session.notices()) == 1)
-        bus = session.kill_bus()
+        bus, again = session.bus()
+        os.kill(bus, signal.SIGKILL)
         self.agent("idle")
         wait_for("the answer", lambda: host.log_lines("Notification permission granted: false"))
-        session.start(*bus)
+        session.start(*again)
         wait_for("the bus", lambda: session.has("org.freedesktop.DBus"))
         service = session.start_service()
         self.agent("working")
         wait_for("a new notice", lambda: [notice.startswith(NEW)
                                           for notice in notices_in(service.log())] == [True])
         self.assertEqual(host.stop(), 0)
+
+    def test_a_bus_that_hangs_holds_nobody_up(self):
+        session = Session(self)
+        host = self.start_host(session)
+        bus, _ = session.bus()
+        self.addCleanup(os.kill, bus, signal.SIGCONT)
+        os.kill(bus, signal.SIGSTOP)
+        self.agent("working")
+        started = time.monotonic()
+        self.assertEqual(host.stop(), 0)
+        self.assertLess(time.monotonic() - started, 8)
 
 
 if __name__ == "__main__":

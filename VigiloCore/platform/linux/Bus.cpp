@@ -2,43 +2,12 @@
 
 #include <fcntl.h>
 
-#include <cerrno>
 #include <map>
 
 #include "platform/linux/BusCalls.h"
 #include "support/Mutex.h"
 
 namespace vigilo::bus {
-
-Error translate(const sdbus::Error& error) {
-  const std::string& name = error.getName();
-  const auto isOneOf = [&](std::initializer_list<const char*> endings) {
-    for (const char* ending : endings) {
-      if (name.ends_with(ending)) return true;
-    }
-    return false;
-  };
-  int code = EIO;
-  if (isOneOf({".AccessDenied", ".InteractiveAuthorizationRequired", ".AuthFailed"}))
-    code = EACCES;
-  else if (isOneOf({".Timeout", ".NoReply", ".TimedOut"}))
-    code = ETIMEDOUT;
-  else if (isOneOf({".FileNotFound", ".ServiceUnknown", ".NameHasNoOwner", ".NoServer", ".ENOMEDIUM",
-                    ".ECONNREFUSED"}))
-    code = ENOENT;
-  return {code, name + ": " + error.getMessage()};
-}
-
-bool hasOwner(sdbus::IConnection& connection, const char* name) {
-  auto daemon = sdbus::createProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-  bool owned = false;
-  daemon->callMethod("NameHasOwner")
-      .onInterface("org.freedesktop.DBus")
-      .withTimeout(callLimit)
-      .withArguments(std::string(name))
-      .storeResultsTo(owned);
-  return owned;
-}
 
 namespace {
 
@@ -162,8 +131,7 @@ const char* busName(SessionService service) {
 
 struct SessionConnection::Bus {
   Mutex mutex;
-  std::unique_ptr<sdbus::IConnection> connection VIGILO_GUARDED_BY(mutex) =
-      sdbus::createSessionBusConnection();
+  std::unique_ptr<sdbus::IConnection> connection VIGILO_GUARDED_BY(mutex) = openSessionBus();
   // Written by the matches, which run in processPendingRequest only: the connection has no thread.
   std::uint64_t ownerChanges VIGILO_GUARDED_BY(mutex) = 0;
 

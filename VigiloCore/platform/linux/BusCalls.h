@@ -3,6 +3,7 @@
 #include <sdbus-c++/sdbus-c++.h>
 
 #include <chrono>
+#include <memory>
 
 #include "platform/linux/Bus.h"
 
@@ -26,5 +27,8 @@ Result<T, Error> attempt(Exchange exchange) {
 
 // Whether somebody has the name now; the question starts nothing.
 bool hasOwner(sdbus::IConnection& connection, const char* name);
+
+// Throws the library's error, like every use of the connection.
+std::unique_ptr<sdbus::IConnection> openSessionBus();
 
 }  // namespace vigilo::bus

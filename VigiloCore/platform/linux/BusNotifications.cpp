@@ -29,7 +29,7 @@ std::map<std::string, sdbus::Variant> hintsOf(const NotificationsConnection::Mes
 }  // namespace
 
 struct NotificationsConnection::Bus {
-  std::unique_ptr<sdbus::IConnection> connection = sdbus::createSessionBusConnection();
+  std::unique_ptr<sdbus::IConnection> connection = openSessionBus();
   std::unique_ptr<sdbus::IProxy> daemon =
       sdbus::createProxy(*connection, busInterface, "/org/freedesktop/DBus");
 
