@@ -37,7 +37,7 @@ class NotificationsTest(SessionTest):
         wait_for("the first to be replaced", lambda: session.notices()[2:] == [f'1 "" {STARTED} {CHIMED}'])
 
     def test_the_settings_are_obeyed(self):
-        session = Session(self, "-n", "-s")
+        session = Session(self, "-n")
         self.start_host(session)
         self.vigilo("settings", "set", "notificationsEnabled", "false")
         self.agent("working")
