@@ -44,15 +44,10 @@ class Session:
 
     def bus(self):
         """The process id of the bus, and how to start it again."""
-        for process in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                parent = process.joinpath("stat").read_text().rsplit(")", 1)[1].split()[1]
-                command = process.joinpath("cmdline").read_text().split("\0")
-            except OSError:
-                continue
-            if parent == str(self.program.pid) and command[0] == "dbus-daemon":
-                return int(process.name), command[:-1]
-        raise AssertionError("no bus")
+        status = subprocess.run(["busctl", "--user", "status", "org.freedesktop.DBus"], check=True, text=True,
+                                capture_output=True, env=self.environment).stdout
+        pid = re.search("^PID=([0-9]+)", status, re.M)[1]
+        return int(pid), pathlib.Path(f"/proc/{pid}/cmdline").read_text().split("\0")[:-1]
 
 
 def notices_in(log):
@@ -61,8 +56,7 @@ def notices_in(log):
 
 class SessionTest(harness.TestCase):
     def start_host(self, session, *command):
-        self.home = self.folder()
-        self.environment = {**session.environment, "HOME": str(self.home)}
+        self.environment = {**session.environment, "HOME": str(self.folder())}
         self.vigilo("settings", "set", "releaseDelaySeconds", "0")
         host = harness.Program(self, command or [harness.BIN / "vigilo", "run"], env=self.environment)
         wait_for("the host answers", lambda: not host.is_running() or self.vigilo("status").returncode == 0)
@@ -78,7 +72,4 @@ class SessionTest(harness.TestCase):
         subprocess.run([harness.BIN / "vigilo-relay", "--agent", "claude", "--state", state], check=True,
                        env=self.environment, stdin=subprocess.DEVNULL)
         decision = {"working": "hold", "idle": "release"}[state]
-        wait_for(decision, lambda: decision in self.decision(), 5)
-
-    def decision(self):
-        return json.loads(self.vigilo("status", "--json").stdout)["currentDecision"]
+        wait_for(decision, lambda: decision in json.loads(self.vigilo("status", "--json").stdout)["currentDecision"])

@@ -80,33 +80,6 @@ class NoLid final : public LidStateProvider {
   std::string description() const override { return "none"; }
 };
 
-class FakeNotifications final : public UserNotifications {
- public:
-  explicit FakeNotifications(Machine& machine) : machine_(machine) {}
-  Outcome requestAuthorization() override { return true; }
-  Outcome post(const UserNotification& notification) override {
-    machine_.notices.push_back(notification.identifier + ": " + notification.body);
-    return true;
-  }
-  std::string description() const override { return "a fake"; }
-
- private:
-  Machine& machine_;
-};
-
-class FakeSounds final : public SystemSounds {
- public:
-  explicit FakeSounds(Machine& machine) : machine_(machine) {}
-  bool play(const std::string& name) override {
-    machine_.notices.push_back(name);
-    return true;
-  }
-  void beep() override { machine_.notices.emplace_back("beep"); }
-
- private:
-  Machine& machine_;
-};
-
 }  // namespace
 
 void Machine::setBattery(bool onAC, int percent) {
@@ -178,8 +151,6 @@ void World::startHost() {
   powerProvider_ = std::make_unique<FakePower>(machine);
   thermalProvider_ = std::make_unique<FakeThermal>(machine);
   lidProvider_ = std::make_unique<NoLid>();
-  notificationService_ = std::make_unique<FakeNotifications>(machine);
-  sounds_ = std::make_unique<FakeSounds>(machine);
   transport_ = std::make_unique<Transport>(*this);
   agents_ = std::make_shared<AgentStateCoordinator>(time.clock());
   auto battery = std::make_shared<BatteryMonitor>(*powerProvider_, *main_, time.clock());
@@ -198,10 +169,8 @@ void World::startHost() {
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
        .hookReceiver = nullptr,
        .usageCoordinator = nullptr,
-       .notifications = NotificationController::create({.queue = *notificationsQueue_,
-                                                        .settings = *settings_,
-                                                        .service = *notificationService_,
-                                                        .sounds = *sounds_})});
+       .notifications = NotificationController::create(
+           {.queue = *notificationsQueue_, .settings = *settings_, .service = desktop, .sounds = desktop})});
   coordinator_->start();
   time.runUntilIdle();
 }

@@ -10,6 +10,7 @@
 #include "AppCoordinator.h"
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperRequestHandler.h"
+#include "tests/support/FakeDesktop.h"
 #include "tests/support/MemoryDefaults.h"
 #include "tests/support/VirtualTime.h"
 
@@ -33,12 +34,10 @@ struct Machine {
                                  .timeToEmpty = std::nullopt};
   int thermal = 0;
   bool assertionsFail = false;
-  Actions notices;  // what the user saw and heard: "vigilo.started: 1 coding agent session working.", "Hero"
   Task powerChanged;
   Task thermalChanged;
 
   Actions take() { return std::exchange(actions, {}); }
-  Actions takeNotices() { return std::exchange(notices, {}); }
   bool holdsIdle() const { return !assertions.empty(); }
   void setBattery(bool onAC, int percent);
   void setThermal(int state);
@@ -69,6 +68,7 @@ class World {
   VirtualTime time;
   Machine machine;
   MemoryDefaults defaults;
+  FakeDesktop desktop;
   bool helperHangs = false;  // takes requests and never answers in time
 
  private:
@@ -86,8 +86,6 @@ class World {
   std::unique_ptr<PowerSourceProvider> powerProvider_;
   std::unique_ptr<ThermalStateProvider> thermalProvider_;
   std::unique_ptr<LidStateProvider> lidProvider_;
-  std::unique_ptr<UserNotifications> notificationService_;
-  std::unique_ptr<SystemSounds> sounds_;
   std::unique_ptr<HelperTransport> transport_;
   std::shared_ptr<AgentStateCoordinator> agents_;
   std::shared_ptr<AppCoordinator> coordinator_;

@@ -38,7 +38,6 @@ class DesktopNotifications final : public UserNotifications {
   using Step = Result<bool, bus::Error>;
 
   Step connect();
-  Step ask();
   Step show(const UserNotification& notification);
   Step getToKnow(const std::string& provider);
   void forget();
@@ -123,6 +122,7 @@ void DesktopNotifications::forget() {
 
 std::string DesktopNotifications::description() const {
   const auto connection = NotificationsConnection::open();
+  if (!connection && connection.error().code == ENOENT) return "none (no session bus)";
   if (!connection) return "none (" + connection.error().description + ")";
   const auto offered = (*connection)->isOffered();
   if (!offered) return "none (" + offered.error().description + ")";
