@@ -56,7 +56,6 @@ function tellNext() {
     });
     child.on('error', done);
     child.on('exit', done);
-    child.unref();
   } catch {
     done();
   }
