@@ -41,7 +41,7 @@ std::map<AgentType, HookReport> newestHookReports(const std::vector<AgentSession
 
 std::optional<std::string> configurationFault(const std::vector<ConfigurationFinding>& findings) {
   for (const auto& finding : findings) {
-    if (finding.problem) return "mend " + finding.path + " (" + *finding.problem + ")";
+    if (finding.problem) return finding.path + " cannot be read: " + *finding.problem;
   }
   const bool isWhole = std::any_of(findings.begin(), findings.end(),
                                    [](const auto& each) { return each.mentionsRelay && !each.caveat; });
@@ -56,8 +56,7 @@ std::optional<std::string> nextStep(const AgentReport& report) {
   const IntegrationStatus& status = report.status;
   const std::string command = "`vigilo setup " + std::string(rawValue(report.agent)) + "`";
   if (!status.isInstalled || status.integrationType == IntegrationType::process) return std::nullopt;
-  if (const auto fault = configurationFault(report.configurations))
-    return *fault + "; " + command + " has what works";
+  if (const auto fault = configurationFault(report.configurations)) return *fault + "; see " + command;
   if (!status.isIntegrationActive) return command + " shows how to set it up";
   if (report.lastHookReport) return std::nullopt;
   if (!report.hostRuns) return "start the host with `vigilo run`";

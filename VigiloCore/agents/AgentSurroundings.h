@@ -14,7 +14,7 @@ namespace vigilo {
 // What the adapters look at. The functions may be called from several threads at once.
 struct AgentSurroundings {
   // What an executable has to say must come within this time: all are asked at once, and a person waits.
-  static constexpr auto runLimit = std::chrono::milliseconds(2500);
+  static constexpr auto runLimit = std::chrono::milliseconds(2700);
 
   std::string home;
   // A variable of the user's environment.

@@ -78,8 +78,7 @@ RelayMention relayInJsonHooks(std::string_view text, JsonComments comments) {
   if (!document->is_object() || !document->contains("hooks")) return {};
   const Json& hooks = (*document)["hooks"];
   RelayMention mention{.isMentioned = names(coding::print(hooks, {}))};
-  if (mention.isMentioned && !hasNestedRelay(hooks))
-    mention.caveat = "each event needs a list of objects with a \"hooks\" list of their own";
+  if (mention.isMentioned && !hasNestedRelay(hooks)) mention.caveat = "hooks in this form are not run";
   return mention;
 }
 
@@ -90,7 +89,9 @@ RelayMention relayInToml(std::string_view text) {
   const auto* hooks = document->get_as<toml::table>("hooks");
   RelayMention mention{.isMentioned = hasNotify || holdsRelay(*document, "hooks")};
   if (hooks != nullptr && holdsRelay(*hooks)) {
-    if (!hooks->contains("state")) mention.caveat = "the hooks run only once they are trusted";
+    if (!hooks->contains("state"))
+      mention.caveat =
+          "Codex runs these hooks only once they are trusted: it asks when it starts in a terminal";
   } else if (hasNotify) {
     mention.caveat = "\"notify\" tells only the end of a turn, so no session ever counts as working";
   } else if (const auto table = tableWithNotify(*document)) {
