@@ -41,11 +41,13 @@ void tellWhatToLookAt(const Directories& directories, const AgentAdapter& adapte
     text += "- " + printable(*fault) + ".\n";
   } else if (!isMentioned) {
     text += "- No configuration of " + name + " runs vigilo-relay: `vigilo setup " + raw + "` shows how.\n";
+  } else if (adapter.agentType() == AgentType::codex) {
+    text +=
+        "- Codex runs new or changed hooks only once they are trusted: it asks when it starts in a "
+        "terminal.\n";
   }
   text +=
       "- A session keeps the configuration it started with: start " + name + " anew and give it a prompt.\n";
-  if (adapter.agentType() == AgentType::codex)
-    text += "- Codex runs hooks only once they are trusted: it asks when it starts in a terminal.\n";
   text += "- Does the relay work? " + shellWord(relay) + " --agent " + raw +
           " --state idle < /dev/null\n  must make a session \"" + raw +
           "-default\" appear in `vigilo status`.\n";

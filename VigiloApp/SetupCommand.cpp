@@ -18,6 +18,8 @@
 namespace vigilo {
 namespace {
 
+constexpr double longestWaitSeconds = 3600;
+
 int fail(int exitCode, const std::string& message) {
   std::fprintf(stderr, "vigilo: %s\n", message.c_str());
   return exitCode;
@@ -79,8 +81,9 @@ int setupCommand(const Directories& directories, const SetupOptions& options) {
   }
   if (options.check) {
     const auto seconds = parseDuration(options.wait);
-    if (!seconds)
-      return fail(exitUsage, "\"" + options.wait + "\" is not a duration. Write one such as 90s or 2m.");
+    if (!seconds || *seconds > longestWaitSeconds)
+      return fail(exitUsage, "\"" + options.wait +
+                                 "\" is no time to wait. Write one such as 90s or 2m: at most an hour.");
     return checkSetup(directories, *adapter, relay, std::chrono::seconds(static_cast<long long>(*seconds)));
   }
   const SetupReport report = setupReport(*adapter, relay);
