@@ -3,10 +3,12 @@
 #include <chrono>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 #include "VigiloApp/AgentsReport.h"
 #include "VigiloApp/ControlClient.h"
 #include "VigiloApp/TextTable.h"
+#include "platform/RunningApplications.h"
 #include "support/RecordCoder.h"
 
 namespace vigilo {
@@ -17,7 +19,12 @@ constexpr std::chrono::milliseconds hostLimit = AgentSurroundings::runLimit;
 
 // Names and identifiers of the running applications.
 std::vector<std::string> applicationNames() {
-  return {};
+  std::vector<std::string> names;
+  for (auto& application : makeRunningApplications()->list()) {
+    names.push_back(std::move(application.localizedName));
+    names.push_back(std::move(application.bundleIdentifier));
+  }
+  return names;
 }
 
 using Statuses = std::map<AgentType, IntegrationStatus>;
