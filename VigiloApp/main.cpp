@@ -13,6 +13,7 @@
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
+#include "platform/SystemSounds.h"
 
 namespace {
 
@@ -174,6 +175,11 @@ int main(int argc, char** argv) {
   });
   helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
       ->callback([&] { exitCode = helperUninstallCommand(directories); });
+
+  std::string soundEvent;
+  auto* playSound = app.add_subcommand(soundPlayerArgument, "What the host starts for a sound")->group("");
+  playSound->add_option("EVENT", soundEvent)->required();
+  playSound->callback([&] { exitCode = runSoundPlayer(soundEvent); });
 
   try {
     app.parse(argc, argv);
