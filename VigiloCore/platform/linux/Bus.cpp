@@ -1,23 +1,14 @@
 #include "platform/linux/Bus.h"
 
 #include <fcntl.h>
-#include <sdbus-c++/sdbus-c++.h>
 
 #include <cerrno>
-#include <chrono>
 #include <map>
 
+#include "platform/linux/BusCalls.h"
 #include "support/Mutex.h"
 
 namespace vigilo::bus {
-namespace {
-
-using namespace std::chrono_literals;
-
-constexpr auto callLimit = 2s;
-constexpr const char* logindName = "org.freedesktop.login1";
-constexpr const char* logindPath = "/org/freedesktop/login1";
-constexpr const char* logindManager = "org.freedesktop.login1.Manager";
 
 Error translate(const sdbus::Error& error) {
   const std::string& name = error.getName();
@@ -32,30 +23,10 @@ Error translate(const sdbus::Error& error) {
     code = EACCES;
   else if (isOneOf({".Timeout", ".NoReply", ".TimedOut"}))
     code = ETIMEDOUT;
-  else if (isOneOf({".FileNotFound", ".ServiceUnknown", ".NameHasNoOwner", ".NoServer"}))
+  else if (isOneOf({".FileNotFound", ".ServiceUnknown", ".NameHasNoOwner", ".NoServer", ".ENOMEDIUM",
+                    ".ECONNREFUSED"}))
     code = ENOENT;
   return {code, name + ": " + error.getMessage()};
-}
-
-// Runs one exchange; a bus error becomes a value here and nowhere else.
-template <class T, class Exchange>
-Result<T, Error> attempt(Exchange exchange) {
-  try {
-    return exchange();
-  } catch (const sdbus::Error& error) {
-    return translate(error);
-  }
-}
-
-template <class T>
-T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
-  sdbus::Variant value;
-  proxy.callMethod("Get")
-      .onInterface("org.freedesktop.DBus.Properties")
-      .withTimeout(callLimit)
-      .withArguments(std::string(interface), std::string(name))
-      .storeResultsTo(value);
-  return value.get<T>();
 }
 
 bool hasOwner(sdbus::IConnection& connection, const char* name) {
@@ -67,6 +38,23 @@ bool hasOwner(sdbus::IConnection& connection, const char* name) {
       .withArguments(std::string(name))
       .storeResultsTo(owned);
   return owned;
+}
+
+namespace {
+
+constexpr const char* logindName = "org.freedesktop.login1";
+constexpr const char* logindPath = "/org/freedesktop/login1";
+constexpr const char* logindManager = "org.freedesktop.login1.Manager";
+
+template <class T>
+T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
+  sdbus::Variant value;
+  proxy.callMethod("Get")
+      .onInterface("org.freedesktop.DBus.Properties")
+      .withTimeout(callLimit)
+      .withArguments(std::string(interface), std::string(name))
+      .storeResultsTo(value);
+  return value.get<T>();
 }
 
 // A proxy on a connection of its own. Handing the connection over by reference keeps the library from
