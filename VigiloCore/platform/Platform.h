@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/KeyMonitor.h"
 #include "platform/LidState.h"
 #include "platform/PowerAssertions.h"
 #include "platform/PowerSource.h"
@@ -16,6 +17,7 @@ struct Platform {
   std::unique_ptr<PowerSourceProvider> powerSource;
   std::unique_ptr<ThermalStateProvider> thermalState;
   std::unique_ptr<LidStateProvider> lidState;
+  std::unique_ptr<KeyMonitor> keyMonitor;
 
   static Platform ofThisMachine();
 };
