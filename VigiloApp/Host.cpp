@@ -73,6 +73,7 @@ class Host {
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
+  const std::unique_ptr<AsioQueue> shortcutQueue_ = AsioQueue::withThread("com.vigilo.shortcut");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
@@ -91,6 +92,8 @@ class Host {
   const std::shared_ptr<ThermalMonitor> thermal_ =
       std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
+  const std::shared_ptr<GlobalShortcutController> shortcut_ =
+      GlobalShortcutController::create(*platform_.keyMonitor, *main_, *shortcutQueue_);
   UsageStore usageStore_;
   const std::shared_ptr<UsageCoordinator> usage_;
   std::shared_ptr<AppCoordinator> coordinator_;
@@ -120,6 +123,7 @@ Host::Host(const Directories& directories)
   SettingsStore::installShared(&settings_);
   UsageStore::installShared(&usageStore_);
   UsageCoordinator::installShared(usage_.get());
+  GlobalShortcutController::installShared(shortcut_.get());
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
@@ -132,7 +136,8 @@ Host::Host(const Directories& directories)
                                          .thermalMonitor = thermal_,
                                          .lidMonitor = lid_,
                                          .hookReceiver = receiver_,
-                                         .usageCoordinator = usage_});
+                                         .usageCoordinator = usage_,
+                                         .shortcutController = shortcut_});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -143,7 +148,8 @@ Host::Host(const Directories& directories)
                                                                .batteryMonitor = battery_,
                                                                .thermalMonitor = thermal_,
                                                                .lidMonitor = lid_,
-                                                               .usage = usage_});
+                                                               .usage = usage_,
+                                                               .shortcutController = shortcut_});
   hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
 }
 
@@ -156,8 +162,10 @@ int Host::run() {
   introduce();
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
-  usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
+  usageQueue_->sync([] {});     // what the stop has left to do there, the sync to the disk above all
+  shortcutQueue_->sync([] {});  // the keys go back to the desktop
+  for (AsioQueue* queue :
+       {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(), shortcutQueue_.get()})
     queue->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
@@ -165,6 +173,7 @@ int Host::run() {
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
+  GlobalShortcutController::installShared(nullptr);
   return exitOk;
 }
 
@@ -186,10 +195,15 @@ void Host::startControl() {
 // What the services say of themselves is asked off the main queue.
 void Host::introduce() {
   deep_->status([this](const DeepSleepStatus& helper) {
-    main_->async([this, lines = introduction(helper)] {
-      terminal_.introduce(lines);
-      show();
-      status_->refresh();
+    // By way of the queue on which the desktop is asked for the shortcut: its first answer comes before.
+    shortcutQueue_->async([this, lines = introduction(helper)] {
+      main_->async([this, lines] {
+        const KeyMonitorState& shortcut = shortcut_->state();
+        terminal_.introduce(lines + "  shortcut   " +
+                            shortcutText({shortcut.isRegistered, shortcut.description}) + "\n");
+        show();
+        status_->refresh();
+      });
     });
   });
 }
