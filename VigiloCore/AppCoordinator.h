@@ -11,6 +11,7 @@
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
 #include "app/AgentFamilyPresentation.h"
+#include "app/GlobalShortcutController.h"
 #include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
 #include "policy/LidMonitor.h"
@@ -45,8 +46,9 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
-    std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
+    std::shared_ptr<HookEventReceiver> hookReceiver;               // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;            // none where nothing is recorded
+    std::shared_ptr<GlobalShortcutController> shortcutController;  // none where there is no keyboard to watch
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -85,6 +87,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
 
   explicit AppCoordinator(Components components);
   void setupSubscriptions();
+  void startShortcut();
   void scheduleEvaluation();
   void tick();
   void refreshInputsAfterPause(Date now);

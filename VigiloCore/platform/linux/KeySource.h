@@ -16,7 +16,7 @@ class KeySource {
   enum class Next {
     wait,        // for what the descriptor brings; nothing else is to be done
     retryLater,  // this source cannot serve; a new one may, after a while
-    retryNow,    // the service has just come: a new source at once
+    retryNow,    // the service has just come: a new source soon
   };
 
   // To be watched for reading; -1 when there is nothing to wait for.

@@ -51,7 +51,7 @@ void KeyWatch::settle() {
   if (source_->descriptor() < 0) reader_.reset();
   if (source_->next() == KeySource::Next::retryNow) {
     pause_ = firstPause;
-    replaceAfter(Duration::zero());
+    replaceAfter(shortPause);
   } else if (source_->next() == KeySource::Next::retryLater && retry_ == nullptr) {
     replaceAfter(std::exchange(pause_, std::min<Duration>(pause_ * 2, longestPause)));
   }

@@ -13,6 +13,8 @@ namespace vigilo {
 // Everything happens on the queue; `begin` returns the token that ends it, as KeyMonitor says.
 class KeyWatch final : public std::enable_shared_from_this<KeyWatch> {
  public:
+  // For a service that has just come: not at once, so that one that comes and goes costs little.
+  static constexpr auto shortPause = std::chrono::milliseconds(100);
   static constexpr auto firstPause = std::chrono::seconds(1);
   // An attempt without a service costs one failed connect, so the feature is soon back.
   static constexpr auto longestPause = std::chrono::seconds(10);
