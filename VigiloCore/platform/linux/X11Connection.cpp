@@ -40,9 +40,10 @@ std::optional<X11Connection::Problem> problemOfServer(int number) {
   }
   const char noSetup[12] = {};
   char answer = 0;
-  if (sendOnce(probe.get(), {noSetup, sizeof noSetup}) < 0 || ::recv(probe.get(), &answer, 1, 0) < 0) {
+  (void)sendOnce(probe.get(), {noSetup, sizeof noSetup});
+  // A server that is just ending tells the library so.
+  if (::recv(probe.get(), &answer, 1, 0) < 0 && errno == EAGAIN)
     return X11Connection::Problem{"the X server does not answer"};
-  }
   return std::nullopt;
 }
 
