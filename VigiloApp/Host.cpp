@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <system_error>
 #include <utility>
 
@@ -29,6 +30,8 @@ using namespace std::chrono_literals;
 
 constexpr int lockPatienceMs = 2000;  // a command that writes settings is through by then
 constexpr auto releasePatience = 2s;
+constexpr auto scanPatience = 1s;
+constexpr auto shortcutPatience = 2s;  // as long as the desktop may take for an answer
 
 int refuse(int exitCode, const std::string& message) {
   std::fprintf(stderr, "vigilo: %s\n", message.c_str());
@@ -45,6 +48,14 @@ std::optional<std::string> homeProblem(const Directories& directories) {
            "): files made there would lock that user out. Run it as that user, or with root's own HOME.";
   }
   return std::nullopt;
+}
+
+// Whether everything that waits on the queue is done in time.
+bool comesToRest(Queue& queue, Duration patience) {
+  const auto done = std::make_shared<std::promise<void>>();
+  auto future = done->get_future();
+  queue.async([done] { done->set_value(); });
+  return future.wait_for(patience) == std::future_status::ready;
 }
 
 std::string helperText(const DeepSleepStatus& helper) {
@@ -73,6 +84,7 @@ class Host {
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
+  const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
   const std::unique_ptr<AsioQueue> shortcutQueue_ = AsioQueue::withThread("com.vigilo.shortcut");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
@@ -92,6 +104,7 @@ class Host {
   const std::shared_ptr<ThermalMonitor> thermal_ =
       std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
+  const std::shared_ptr<ProcessMonitor> processes_;
   const std::shared_ptr<GlobalShortcutController> shortcut_ =
       GlobalShortcutController::create(*platform_.keyMonitor, *main_, *shortcutQueue_);
   UsageStore usageStore_;
@@ -114,6 +127,10 @@ Host::Host(const Directories& directories)
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
           *holds_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
+      processes_(
+          std::make_shared<ProcessMonitor>(*scans_, Date::now,
+                                           ProcessMonitor::Sources{directories.home, *platform_.processTable,
+                                                                   *platform_.runningApplications})),
       usageStore_(directories, VigiloWritePolicy::gate(directories), Date::now),
       usage_(UsageCoordinator::create({.mainQueue = *main_,
                                        .queue = *usageQueue_,
@@ -135,6 +152,7 @@ Host::Host(const Directories& directories)
                                          .batteryMonitor = battery_,
                                          .thermalMonitor = thermal_,
                                          .lidMonitor = lid_,
+                                         .processMonitor = processes_,
                                          .hookReceiver = receiver_,
                                          .usageCoordinator = usage_,
                                          .shortcutController = shortcut_});
@@ -162,14 +180,19 @@ int Host::run() {
   introduce();
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
-  usageQueue_->sync([] {});     // what the stop has left to do there, the sync to the disk above all
-  shortcutQueue_->sync([] {});  // the keys go back to the desktop
-  for (AsioQueue* queue :
-       {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(), shortcutQueue_.get()})
+  usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
+  const bool shortcutIsGivenBack = comesToRest(*shortcutQueue_, shortcutPatience);
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
     queue->stopAndWait();
+  if (shortcutIsGivenBack) shortcutQueue_->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
     std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
+  if (!scans_->stopAndWait(scanPatience) || !shortcutIsGivenBack) {
+    // A scan hangs in a folder or in another process's memory, or the desktop hangs. Everything else is done.
+    std::fflush(nullptr);
+    ::_exit(exitOk);
+  }
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);

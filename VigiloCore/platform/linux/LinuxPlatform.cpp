@@ -3,8 +3,9 @@
 namespace vigilo {
 
 Platform Platform::ofThisMachine() {
-  return {makePowerAssertions(), makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider(), makeKeyMonitor()};
+  return {makePowerAssertions(),  makePowerSourceProvider(), makeThermalStateProvider(),
+          makeLidStateProvider(), makeProcessTable(),        makeRunningApplications(),
+          makeKeyMonitor()};
 }
 
 }  // namespace vigilo
