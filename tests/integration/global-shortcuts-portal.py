@@ -59,8 +59,8 @@ class Portal(dbus.service.Object):
     @dbus.service.method(PORTAL, in_signature="oa(sa{sv})sa{sv}", out_signature="o", sender_keyword="sender")
     def BindShortcuts(self, session, shortcuts, parent, options, sender=None):
         for identifier, about in shortcuts:
-            print("BindShortcuts", session == self.session, identifier, about["preferred_trigger"], about["description"],
-                  file=log)
+            print("BindShortcuts", session == self.session, identifier, about["preferred_trigger"],
+                  about["description"], file=log)
         bound = dbus.Array([(identifier, {"trigger_description": "Meta+Alt+L"}) for identifier, _ in shortcuts],
                            signature="(sa{sv})")
         request = path("request", sender, options, "handle_token")
@@ -68,8 +68,8 @@ class Portal(dbus.service.Object):
         return dbus.ObjectPath(request)
 
     def press(self, session=None, identifier="toggle"):
-        send(ROOT, PORTAL, "Activated", "osta{sv}", dbus.ObjectPath(session or self.session), identifier, dbus.UInt64(1),
-             dbus.Dictionary(signature="sv"))
+        send(ROOT, PORTAL, "Activated", "osta{sv}", dbus.ObjectPath(session or self.session), identifier,
+             dbus.UInt64(1), dbus.Dictionary(signature="sv"))
 
     def nonsense(self):
         send(ROOT, PORTAL, "Activated", "su", "toggle", 1)

@@ -10,6 +10,7 @@ from harness import wait_for
 TRIGGERED = "Global shortcut Option+Command+L triggered"
 REGISTERED = "Global shortcut monitor registered for Option+Command+L"
 UNAVAILABLE = "Global shortcut Option+Command+L is not available: "
+PORTAL = "Meta+Alt+L, through the desktop portal"
 WITH_X = "Alt+Super+L, through the X server"
 # A lost service is tried again after at most ten seconds.
 RETRY = 15
@@ -81,12 +82,12 @@ class XServerTestCase(harness.TestCase):
 
 
 class PortalTestCase(harness.TestCase):
-    def start_portal(self, answer=0):
+    def start_portal(self, answer=0, **environment):
         self.log = self.folder() / "calls"
         self.portal = subprocess.Popen(
             ["setpriv", "--pdeathsig", "KILL", "/usr/bin/python3", "-B",
              pathlib.Path(__file__).with_name("global-shortcuts-portal.py"), self.log, str(answer)],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, env={**os.environ, **environment})
         self.addCleanup(self.end_portal)
         self.assertEqual(self.portal.stdout.readline(), "ready\n")
 
@@ -98,8 +99,8 @@ class PortalTestCase(harness.TestCase):
         self.portal.stdin.write(" ".join(words) + "\n")
         self.portal.stdin.flush()
 
-    def start_host(self):
-        return Host(self, XDG_SESSION_TYPE="wayland")
+    def start_host(self, **environment):
+        return Host(self, XDG_SESSION_TYPE="wayland", **environment)
 
     def assert_toggles(self, host):
         before = host.is_enabled()

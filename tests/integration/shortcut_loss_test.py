@@ -6,7 +6,7 @@ import time
 import harness
 import shortcut
 from harness import wait_for
-from shortcut import RETRY, UNAVAILABLE, WITH_X, Host
+from shortcut import PORTAL, RETRY, UNAVAILABLE, WITH_X, Host
 
 shortcut.run_on_own_buses()
 
@@ -65,15 +65,38 @@ class PortalTest(shortcut.PortalTestCase):
     def test_a_portal_that_ends_or_ends_the_session_is_asked_anew(self):
         self.start_portal()
         host = self.start_host()
-        host.wait_for_shortcut("Meta+Alt+L, through the desktop portal", True)
+        host.wait_for_shortcut(PORTAL, True)
         self.end_portal()
         wait_for("the loss", lambda: not host.status()["shortcut"]["isRegistered"])
         self.start_portal()
-        host.wait_for_shortcut("Meta+Alt+L, through the desktop portal", True)
+        host.wait_for_shortcut(PORTAL, True)
         self.assert_toggles(host)
         self.tell("close")
         wait_for("a new session", lambda: self.log.read_text().count("BindShortcuts") == 2, RETRY)
-        host.wait_for_shortcut("Meta+Alt+L, through the desktop portal", True)
+        host.wait_for_shortcut(PORTAL, True)
+        self.assert_toggles(host)
+
+    def test_a_session_bus_that_ends_and_returns_costs_the_shortcut_meanwhile(self):
+        socket = self.folder() / "bus"
+        address = {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={socket}"}
+
+        def start_bus():
+            bus = harness.Program(self, ["dbus-daemon", "--session", "--nofork", "--nopidfile",
+                                         f"--address=unix:path={socket}"])
+            wait_for("the bus", socket.exists)
+            return bus
+
+        bus = start_bus()
+        self.start_portal(**address)
+        host = self.start_host(**address)
+        host.wait_for_shortcut(PORTAL, True)
+        bus.stop(signal.SIGKILL)
+        wait_for("the loss", lambda: "no session bus" in host.status()["shortcut"]["description"])
+        socket.unlink()
+        start_bus()
+        self.end_portal()
+        self.start_portal(**address)
+        host.wait_for_shortcut(PORTAL, True)
         self.assert_toggles(host)
 
     def test_a_user_who_declines_is_not_asked_again(self):
@@ -87,7 +110,7 @@ class PortalTest(shortcut.PortalTestCase):
         host = self.start_host()
         host.wait_for_shortcut("no desktop portal runs in this session")
         self.start_portal()
-        host.wait_for_shortcut("Meta+Alt+L, through the desktop portal", True)
+        host.wait_for_shortcut(PORTAL, True)
         self.portal.send_signal(signal.SIGSTOP)
         hanging = self.start_host()
         hanging.wait_for_shortcut("the desktop portal does not answer")

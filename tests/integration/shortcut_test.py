@@ -4,7 +4,7 @@ import time
 import harness
 import shortcut
 from harness import wait_for
-from shortcut import REGISTERED, UNAVAILABLE, WITH_X, Host
+from shortcut import PORTAL, REGISTERED, UNAVAILABLE, WITH_X, Host
 
 shortcut.run_on_own_buses()
 
@@ -50,9 +50,10 @@ class PortalTest(shortcut.PortalTestCase):
     def test_a_bound_shortcut_toggles_and_nothing_else_does(self):
         self.start_portal()
         host = self.start_host()
-        host.wait_for_shortcut("Meta+Alt+L, through the desktop portal", True)
+        host.wait_for_shortcut(PORTAL, True)
         self.assertEqual(self.log.read_text().splitlines(), [
-            "Register vigilo", "CreateSession", "BindShortcuts True toggle ALT+LOGO+l Turn Vigilo's protection on or off"])
+            "Register vigilo", "CreateSession",
+            "BindShortcuts True toggle ALT+LOGO+l Turn Vigilo's protection on or off"])
         self.tell("nonsense")
         self.tell("press", "/org/freedesktop/portal/desktop/session/other", "toggle")
         self.assert_toggles(host)
