@@ -6,6 +6,7 @@
 namespace vigilo {
 
 VIGILO_RECORD_CODING(SettingsReport);
+VIGILO_RECORD_CODING(ShortcutReport);
 VIGILO_RECORD_CODING(StatusReport);
 VIGILO_RECORD_CODING(ControlRequest);
 VIGILO_RECORD_CODING(ControlResponse);

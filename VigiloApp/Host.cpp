@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <system_error>
 #include <utility>
 
@@ -30,6 +31,7 @@ using namespace std::chrono_literals;
 constexpr int lockPatienceMs = 2000;  // a command that writes settings is through by then
 constexpr auto releasePatience = 2s;
 constexpr auto scanPatience = 1s;
+constexpr auto shortcutPatience = 2s;  // as long as the desktop may take for an answer
 
 int refuse(int exitCode, const std::string& message) {
   std::fprintf(stderr, "vigilo: %s\n", message.c_str());
@@ -46,6 +48,14 @@ std::optional<std::string> homeProblem(const Directories& directories) {
            "): files made there would lock that user out. Run it as that user, or with root's own HOME.";
   }
   return std::nullopt;
+}
+
+// Whether everything that waits on the queue is done in time.
+bool comesToRest(Queue& queue, Duration patience) {
+  const auto done = std::make_shared<std::promise<void>>();
+  auto future = done->get_future();
+  queue.async([done] { done->set_value(); });
+  return future.wait_for(patience) == std::future_status::ready;
 }
 
 std::string helperText(const DeepSleepStatus& helper) {
@@ -76,6 +86,7 @@ class Host {
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
   const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
   const std::unique_ptr<AsioQueue> notificationsQueue_ = AsioQueue::withThread("com.vigilo.notifications");
+  const std::unique_ptr<AsioQueue> shortcutQueue_ = AsioQueue::withThread("com.vigilo.shortcut");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
@@ -95,6 +106,8 @@ class Host {
       std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
   const std::shared_ptr<ProcessMonitor> processes_;
+  const std::shared_ptr<GlobalShortcutController> shortcut_ =
+      GlobalShortcutController::create(*platform_.keyMonitor, *main_, *shortcutQueue_);
   UsageStore usageStore_;
   const std::shared_ptr<UsageCoordinator> usage_;
   const std::shared_ptr<NotificationController> notifications_;
@@ -134,6 +147,7 @@ Host::Host(const Directories& directories)
   UsageStore::installShared(&usageStore_);
   UsageCoordinator::installShared(usage_.get());
   NotificationController::installShared(notifications_.get());
+  GlobalShortcutController::installShared(shortcut_.get());
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
@@ -148,7 +162,8 @@ Host::Host(const Directories& directories)
                                          .processMonitor = processes_,
                                          .hookReceiver = receiver_,
                                          .usageCoordinator = usage_,
-                                         .notifications = notifications_});
+                                         .notifications = notifications_,
+                                         .shortcutController = shortcut_});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -159,7 +174,8 @@ Host::Host(const Directories& directories)
                                                                .batteryMonitor = battery_,
                                                                .thermalMonitor = thermal_,
                                                                .lidMonitor = lid_,
-                                                               .usage = usage_});
+                                                               .usage = usage_,
+                                                               .shortcutController = shortcut_});
   hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
 }
 
@@ -173,14 +189,16 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
+  const bool shortcutIsGivenBack = comesToRest(*shortcutQueue_, shortcutPatience);
   for (AsioQueue* queue :
        {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(), notificationsQueue_.get()})
     queue->stopAndWait();
+  if (shortcutIsGivenBack) shortcutQueue_->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
     std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
-  if (!scans_->stopAndWait(scanPatience)) {
-    // A scan hangs in a folder or in another process's memory. Everything else is done.
+  if (!scans_->stopAndWait(scanPatience) || !shortcutIsGivenBack) {
+    // A scan hangs in a folder or in another process's memory, or the desktop hangs. Everything else is done.
     std::fflush(nullptr);
     ::_exit(exitOk);
   }
@@ -188,6 +206,7 @@ int Host::run() {
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
   NotificationController::installShared(nullptr);
+  GlobalShortcutController::installShared(nullptr);
   return exitOk;
 }
 
@@ -209,10 +228,15 @@ void Host::startControl() {
 // What the services say of themselves is asked off the main queue.
 void Host::introduce() {
   deep_->status([this](const DeepSleepStatus& helper) {
-    main_->async([this, lines = introduction(helper)] {
-      terminal_.introduce(lines);
-      show();
-      status_->refresh();
+    // By way of the queue on which the desktop is asked for the shortcut: its first answer comes before.
+    shortcutQueue_->async([this, lines = introduction(helper)] {
+      main_->async([this, lines] {
+        const KeyMonitorState& shortcut = shortcut_->state();
+        terminal_.introduce(lines + "  shortcut   " +
+                            shortcutText({shortcut.isRegistered, shortcut.description}) + "\n");
+        show();
+        status_->refresh();
+      });
     });
   });
 }

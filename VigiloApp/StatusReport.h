@@ -51,6 +51,18 @@ struct SettingsReport {
   }
 };
 
+// The global shortcut, for the status.
+struct ShortcutReport {
+  bool isRegistered = false;
+  std::string description;  // how it is watched for, or why not
+
+  bool operator==(const ShortcutReport&) const = default;
+  static constexpr auto fields() {
+    return std::tuple{field("isRegistered", &ShortcutReport::isRegistered),
+                      field("description", &ShortcutReport::description)};
+  }
+};
+
 // What `vigilo status` tells: one consistent picture of the running host.
 struct StatusReport {
   WakeDecision currentDecision;
@@ -70,6 +82,7 @@ struct StatusReport {
   bool isLidClosed = false;
   std::optional<Date> pauseUntil;  // absent when not paused
   SettingsReport settings;
+  ShortcutReport shortcut;
   UsageSummary todaySummary;
   std::map<AgentType, ProviderBudgetReport> latestBudgetReports;
   std::map<AgentType, LowBudgetAlert> lowBudgetAlerts;
@@ -96,6 +109,7 @@ struct StatusReport {
                       field("isLidClosed", &S::isLidClosed),
                       field("pauseUntil", &S::pauseUntil),
                       field("settings", &S::settings),
+                      field("shortcut", &S::shortcut),
                       field("todaySummary", &S::todaySummary),
                       field("latestBudgetReports", &S::latestBudgetReports),
                       field("lowBudgetAlerts", &S::lowBudgetAlerts)};

@@ -67,6 +67,8 @@ StatusReport StatusSource::current() const {
   report.todaySummary = parts_.usage->todaySummary.get();
   report.latestBudgetReports = parts_.usage->latestBudgetReports.get();
   report.lowBudgetAlerts = parts_.usage->lowBudgetAlerts.get();
+  const KeyMonitorState& shortcut = parts_.shortcutController->state();
+  report.shortcut = {shortcut.isRegistered, shortcut.description};
   report.settings = {.masterEnabled = settings.masterEnabled(),
                      .manualHoldEnabled = settings.manualHoldEnabled(),
                      .releaseDelaySeconds = settings.releaseDelaySeconds(),

@@ -31,6 +31,7 @@ class StatusSource {
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
     std::shared_ptr<UsageCoordinator> usage;
+    std::shared_ptr<GlobalShortcutController> shortcutController;
   };
 
   explicit StatusSource(Parts parts);

@@ -161,6 +161,11 @@ std::string powerText(const PowerSourceSnapshot& power) {
   return text;
 }
 
+std::string shortcutText(const ShortcutReport& shortcut) {
+  // The keys may be the desktop's own words.
+  return printable(shortcut.isRegistered ? shortcut.description : "not available: " + shortcut.description);
+}
+
 std::string statusText(const StatusReport& report, Date now) {
   std::string text = headline(report);
   text += row("idle sleep", report.idleAssertionActive ? "held off" : "not held");
@@ -169,6 +174,7 @@ std::string statusText(const StatusReport& report, Date now) {
   text += row("power", powerText(report.powerSource));
   text += row("lid", report.isLidClosed ? "closed" : "open");
   text += row("thermal", std::string(rawValue(report.thermalState)));
+  text += row("shortcut", shortcutText(report.shortcut));
   if (report.activeSessionsList.empty()) return text + row("sessions", "none");
   text += row("sessions", std::to_string(static_cast<std::int64_t>(report.activeSessionsList.size()) +
                                          report.omittedSessions.value_or(0)));

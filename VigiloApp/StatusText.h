@@ -15,6 +15,9 @@ std::string statusText(const StatusReport& report, Date now);
 // "on battery, 57 %, 2 h 10 min left".
 std::string powerText(const PowerSourceSnapshot& power);
 
+// "Alt+Super+L, through the X server", "not available: no X server runs on display :0".
+std::string shortcutText(const ShortcutReport& shortcut);
+
 // One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
 std::string decisionLine(const WakeDecision& decision);
 

@@ -96,13 +96,26 @@ void AppCoordinator::start() {
       log_.error("Failed to start hook receiver: %s", error.what());
     }
   }
-  // The global shortcut starts here; it flips the master switch.
+  if (parts_.shortcutController != nullptr) startShortcut();
   lastTick_.reset();
   evalTimer_ = parts_.mainQueue.timer(evaluationPeriod, evaluationPeriod, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->tick();
   });
   if (parts_.usageCoordinator != nullptr) parts_.usageCoordinator->start();
   evaluate();
+}
+
+// The shortcut flips the master switch.
+void AppCoordinator::startShortcut() {
+  parts_.shortcutController->onToggleRequested = [weak = weak_from_this(), &main = parts_.mainQueue] {
+    main.async([weak] {
+      const auto self = weak.lock();
+      if (self == nullptr) return;
+      self->parts_.settings.masterEnabled(!self->parts_.settings.masterEnabled());
+      self->evaluate();
+    });
+  };
+  parts_.shortcutController->start();
 }
 
 void AppCoordinator::stop(std::function<void()> released) {
@@ -112,6 +125,7 @@ void AppCoordinator::stop(std::function<void()> released) {
   parts_.batteryMonitor->stop();
   parts_.thermalMonitor->stop();
   if (parts_.processMonitor != nullptr) parts_.processMonitor->stop();
+  if (parts_.shortcutController != nullptr) parts_.shortcutController->stop();
   holds_.release(std::move(released));
 }
 

@@ -14,6 +14,7 @@
 #include "agents/HookPrecedence.h"
 #include "agents/ProcessMonitor.h"
 #include "app/AgentFamilyPresentation.h"
+#include "app/GlobalShortcutController.h"
 #include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
 #include "policy/LidMonitor.h"
@@ -48,10 +49,11 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<ProcessMonitor> processMonitor;         // none where processes are not looked at
-    std::shared_ptr<HookEventReceiver> hookReceiver;        // none in a simulation
-    std::shared_ptr<UsageCoordinator> usageCoordinator;     // none where nothing is recorded
-    std::shared_ptr<NotificationController> notifications;  // none where nobody is told
+    std::shared_ptr<ProcessMonitor> processMonitor;                // none where processes are not looked at
+    std::shared_ptr<HookEventReceiver> hookReceiver;               // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;            // none where nothing is recorded
+    std::shared_ptr<NotificationController> notifications;         // none where nobody is told
+    std::shared_ptr<GlobalShortcutController> shortcutController;  // none where there is no keyboard to watch
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -93,6 +95,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
 
   explicit AppCoordinator(Components components);
   void setupSubscriptions();
+  void startShortcut();
   void scheduleEvaluation();
   void tick();
   void applyScan(std::vector<ProcessMatch> matches);

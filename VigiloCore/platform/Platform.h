@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/KeyMonitor.h"
 #include "platform/LidState.h"
 #include "platform/PowerAssertions.h"
 #include "platform/PowerSource.h"
@@ -24,6 +25,7 @@ struct Platform {
   std::unique_ptr<RunningApplications> runningApplications;
   std::unique_ptr<UserNotifications> userNotifications;
   std::unique_ptr<SystemSounds> systemSounds;
+  std::unique_ptr<KeyMonitor> keyMonitor;
 
   static Platform ofThisMachine();
 };

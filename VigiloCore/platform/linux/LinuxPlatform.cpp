@@ -10,7 +10,8 @@ Platform Platform::ofThisMachine() {
           .processTable = makeProcessTable(),
           .runningApplications = makeRunningApplications(),
           .userNotifications = makeUserNotifications(),
-          .systemSounds = makeSystemSounds()};
+          .systemSounds = makeSystemSounds(),
+          .keyMonitor = makeKeyMonitor()};
 }
 
 }  // namespace vigilo
