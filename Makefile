@@ -2,14 +2,19 @@
 # make test    installs what is missing, builds, and runs the tests
 # make build   installs what is missing and builds
 #
+# make install [PREFIX=/usr/local] [DESTDIR=]     installs what is built; make uninstall removes it again
+#
 # Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make bench, make format.
 
 BUILD ?= build
 CMAKE_FLAGS ?=
+PREFIX ?= /usr/local
+DESTDIR ?=
+INSTALLED ?= $(BUILD)/installed.txt
 GENERATE = cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
 TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(nproc)
 
-.PHONY: build run test check-long bench format clean
+.PHONY: build run test check-long bench install uninstall format clean
 .DEFAULT_GOAL := build
 
 build:
@@ -35,6 +40,18 @@ bench:
 	@$(GENERATE) -DVIGILO_BENCH=ON
 	@cmake --build $(BUILD)
 	@bench/run $(BUILD)/bin
+
+# Often as root: what is built already is not built again then.
+install:
+	@test -x $(BUILD)/bin/VigiloHelper || $(MAKE) build
+	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)" --strip
+	@mv $(BUILD)/install_manifest.txt $(INSTALLED)
+	@test -n "$(DESTDIR)" || echo "To start the helper: systemctl daemon-reload && systemctl enable --now vigilo-helper"
+
+uninstall:
+	@test -e $(INSTALLED) || { echo "Nothing was installed from here."; exit 1; }
+	@sed 's|^|$(DESTDIR)|' $(INSTALLED) | tr '\n' '\0' | xargs -0 rm -f
+	@rm $(INSTALLED)
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
