@@ -3,6 +3,7 @@
 # make build   installs what is missing and builds
 #
 # make install [PREFIX=/usr/local] [DESTDIR=]     installs what is built; make uninstall removes it again
+# make deb                                        builds, and leaves a Debian package in build/
 #
 # Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make bench, make format.
 
@@ -14,7 +15,7 @@ INSTALLED ?= $(BUILD)/installed.txt
 GENERATE = cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
 TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(nproc)
 
-.PHONY: build run test check-long bench install uninstall format clean
+.PHONY: build run test check-long bench install uninstall deb format clean
 .DEFAULT_GOAL := build
 
 build:
@@ -32,7 +33,7 @@ test:
 	@$(TEST) --label-exclude long
 
 check-long:
-	@tools/install-packages build test check
+	@tools/install-packages build test check package
 	@tools/check-long
 
 bench:
@@ -52,6 +53,10 @@ uninstall:
 	@test -e $(INSTALLED) || { echo "Nothing was installed from here."; exit 1; }
 	@sed 's|^|$(DESTDIR)|' $(INSTALLED) | tr '\n' '\0' | xargs -0 rm -f
 	@rm $(INSTALLED)
+
+deb: build
+	@tools/install-packages package
+	@tools/build-deb $(BUILD)
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
