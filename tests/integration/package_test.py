@@ -182,6 +182,7 @@ class PackageTest(harness.TestCase):
         machine = Machine(self, self.root)
         self.check_service(machine)
         self.check_hold(machine)
+        self.check_watchdog(machine)
         self.check_disabled_stays_disabled(machine)
         self.check_purge(machine)
 
@@ -226,6 +227,19 @@ class PackageTest(harness.TestCase):
         self.assertNotEqual(machine.inhibitors(), second, "an upgrade starts the new program")
         self.assertEqual(machine.inhibitors(), [machine.main_pid()])
         self.assertEqual(machine.ask("status")["status"]["activeLeaseId"], "a")
+
+    def check_watchdog(self, machine):
+        """A helper that hangs is ended and started again, here sooner than usual, and the hold goes on."""
+        drop_in = f"/run/systemd/system/{UNIT}.d"
+        machine.run("sh", "-c", f"mkdir -p {drop_in} && printf '[Service]\nWatchdogSec=7\n' >{drop_in}/soon.conf")
+        machine.run("systemctl", "daemon-reload")
+        machine.run("systemctl", "restart", UNIT)
+        hanging = machine.main_pid()
+        with machine.no_gap_in_the_hold(self):
+            machine.kill_helper("STOP")
+            wait_for("a new helper holds", lambda: set(machine.inhibitors()) - {hanging}, 30)
+        self.assertEqual(machine.inhibitors(), [machine.main_pid()])
+        machine.run("rm", "-r", drop_in)
 
     def check_disabled_stays_disabled(self, machine):
         machine.run("systemctl", "disable", "--now", UNIT)
