@@ -51,6 +51,7 @@ install:
 
 uninstall:
 	@test -e $(INSTALLED) || { echo "Nothing was installed from here."; exit 1; }
+	@test -n "$(DESTDIR)" || systemctl disable --now vigilo-helper 2>/dev/null || :
 	@sed 's|^|$(DESTDIR)|' $(INSTALLED) | tr '\n' '\0' | xargs -0 rm -f
 	@rm $(INSTALLED)
 
