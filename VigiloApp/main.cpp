@@ -5,12 +5,14 @@
 #include <string_view>
 #include <vector>
 
+#include "VigiloApp/AgentsCommand.h"
 #include "VigiloApp/Completion.h"
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
 #include "VigiloApp/SettingsCommands.h"
+#include "VigiloApp/SetupCommand.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
@@ -149,6 +151,25 @@ int main(int argc, char** argv) {
   auto* budgets = app.add_subcommand("budgets", "Tell each agent's context, quota and cost");
   budgets->add_flag("--json", budgetsAsJson, "Print JSON");
   budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
+
+  bool agentsAsJson = false;
+  auto* agents =
+      app.add_subcommand("agents", "Tell which agents are installed and whether they reach Vigilo");
+  agents->add_flag("--json", agentsAsJson, "Print JSON");
+  agents->callback([&] { exitCode = agentsCommand(directories, agentsAsJson); });
+
+  SetupOptions setupOptions;
+  auto* setup = app.add_subcommand("setup", "Show how to make an agent's hooks tell Vigilo what it is doing");
+  setup->add_option("AGENT", setupOptions.agent, "claude, codex, gemini, opencode, ...")->required();
+  setup->add_option("--relay", setupOptions.relay,
+                    "The relay's path; the one beside this program without it");
+  auto* setupAsJson = setup->add_flag("--json", setupOptions.json, "Print JSON");
+  auto* check = setup->add_flag("--check", setupOptions.check,
+                                "Wait for an event from the agent: exit 0 when one came, 1 when none did");
+  check->excludes(setupAsJson);
+  setup->add_option("--wait", setupOptions.wait, "How long to wait: 90s, 2m; a minute without it")
+      ->needs(check);
+  setup->callback([&] { exitCode = setupCommand(directories, setupOptions); });
 
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
   helper->require_subcommand(1);
