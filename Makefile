@@ -2,14 +2,20 @@
 # make test    installs what is missing, builds, and runs the tests
 # make build   installs what is missing and builds
 #
+# make install [PREFIX=/usr/local] [DESTDIR=]     installs what is built; make uninstall removes it again
+# make deb                                        builds, and leaves a Debian package in build/
+#
 # Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make bench, make format.
 
 BUILD ?= build
 CMAKE_FLAGS ?=
+PREFIX ?= /usr/local
+DESTDIR ?=
+INSTALLED ?= $(BUILD)/installed.txt
 GENERATE = cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
 TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(nproc)
 
-.PHONY: build run test check-long bench format clean
+.PHONY: build run test check-long bench install uninstall deb format clean
 .DEFAULT_GOAL := build
 
 build:
@@ -27,7 +33,7 @@ test:
 	@$(TEST) --label-exclude long
 
 check-long:
-	@tools/install-packages build test check
+	@tools/install-packages build test check package
 	@tools/check-long
 
 bench:
@@ -35,6 +41,23 @@ bench:
 	@$(GENERATE) -DVIGILO_BENCH=ON
 	@cmake --build $(BUILD)
 	@bench/run $(BUILD)/bin
+
+# Often as root: what is built already is not built again then.
+install:
+	@test -x $(BUILD)/bin/VigiloHelper || $(MAKE) build
+	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)" --strip
+	@mv $(BUILD)/install_manifest.txt $(INSTALLED)
+	@test -n "$(DESTDIR)" || echo "To start the helper: systemctl daemon-reload && systemctl enable --now vigilo-helper"
+
+uninstall:
+	@test -e $(INSTALLED) || { echo "Nothing was installed from here."; exit 1; }
+	@test -n "$(DESTDIR)" || systemctl disable --now vigilo-helper 2>/dev/null || :
+	@sed 's|^|$(DESTDIR)|' $(INSTALLED) | tr '\n' '\0' | xargs -0 rm -f
+	@rm $(INSTALLED)
+
+deb: build
+	@tools/install-packages package
+	@tools/build-deb $(BUILD)
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

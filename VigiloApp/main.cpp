@@ -2,8 +2,11 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "VigiloApp/AgentsCommand.h"
+#include "VigiloApp/Completion.h"
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
@@ -180,6 +183,12 @@ int main(int argc, char** argv) {
   auto* playSound = app.add_subcommand(soundPlayerArgument, "What the host starts for a sound")->group("");
   playSound->add_option("EVENT", soundEvent)->required();
   playSound->callback([&] { exitCode = runSoundPlayer(soundEvent); });
+
+  if (argc > 1 && argv[1] == std::string_view("--complete")) {
+    const std::vector<std::string_view> words(argv + 2, argv + argc);
+    std::fputs(completions(app, words).c_str(), stdout);
+    return exitOk;
+  }
 
   try {
     app.parse(argc, argv);

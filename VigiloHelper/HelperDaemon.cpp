@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <thread>
 
@@ -43,7 +44,8 @@ const std::string& HelperDaemon::fallbackSocketPath() {
 HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPath)
     : mainQueue_(mainQueue),
       socketPath_(socketPath ? std::move(*socketPath) : defaultSocketPath()),
-      powerController_(makeSystemPowerController()),
+      serviceManager_(makeServiceManager()),
+      powerController_(makeSystemPowerController(*serviceManager_)),
       leaseStore_(*powerController_, folderOf(socketPath_) + "/vigilo-helper-state.json",
                   VigiloWritePolicy::gate(Directories::ofCurrentUser()), Date::now),
       handler_(leaseStore_),
@@ -53,9 +55,11 @@ HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPa
 int HelperDaemon::start() {
   logger.info("The sleep setting is reached through %s", powerController_->description());
   if (!listen()) return EXIT_FAILURE;
-  leaseStore_.retakeInheritedHold();
-  watchdogTimer_ = queue_->timer(watchdogInterval, watchdogInterval, [this] { leaseStore_.checkWatchdog(); });
+  takeUpInheritedHold();
+  watchdogTimer_ = queue_->timer(watchdogInterval, watchdogInterval, [this] { watch(); });
+  queue_->sync([this] { queue_->onSignal({SIGTERM, SIGINT}, [this](int signal) { endOnSignal(signal); }); });
   logger.info("Vigilo Helper Daemon active on %s", socketPath_);
+  serviceManager_->tellReady();
   while (isRunning_) acceptNext();
   return EXIT_SUCCESS;
 }
@@ -89,6 +93,24 @@ bool HelperDaemon::bindSocket(int fd) const {
   return address && ::bind(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
 }
 
+// What the service manager kept of the process before bridges the gap until the hold is taken again; where it
+// is not, because its lease has lapsed, it ends here.
+void HelperDaemon::takeUpInheritedHold() {
+  const UniqueFd kept = serviceManager_->takeKeptHold();
+  leaseStore_.retakeInheritedHold();
+}
+
+void HelperDaemon::watch() {
+  leaseStore_.checkWatchdog();
+  serviceManager_->tellAlive();
+}
+
+void HelperDaemon::endOnSignal(int signal) {
+  serviceManager_->tellStopping();
+  std::signal(signal, SIG_DFL);
+  std::raise(signal);
+}
+
 void HelperDaemon::acceptNext() {
   UniqueFd connection = acceptConnection(serverFd_.get());
   if (connection) {
@@ -109,6 +131,8 @@ void HelperDaemon::serve(const ReadyConnection& connection) {
   if (reply.uninstallAsked) scheduleUninstall();
   // A client that has gone gets no answer; nobody else misses it.
   (void)sendOnce(connection.fd.get(), reply.bytes);
+  // A bus that hangs delays each request by seconds; many of them must not pass for a queue that hangs.
+  serviceManager_->tellAlive();
 }
 
 // On the main queue, so that it runs only where the main thread serves that queue; while the main thread

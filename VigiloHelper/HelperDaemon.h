@@ -6,6 +6,7 @@
 
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperRequestHandler.h"
+#include "platform/ServiceManager.h"
 #include "platform/SystemPowerControlling.h"
 #include "support/AsioQueue.h"
 #include "support/SocketWaitingRoom.h"
@@ -20,8 +21,10 @@ namespace vigilo {
 // the request, one write and the end of the connection. A watchdog tick or a request runs at a time.
 //
 // The daemon lives as long as its process: once it listens it is never destroyed. The state file lies beside
-// the socket. A signal ends the process with the record left as it is: the next
-// start takes the hold over.
+// the socket. A signal ends the process with the record left as it is: the next start takes the hold over.
+//
+// The service manager hears when the daemon accepts, that its queue makes progress (each tick and each
+// request says so), and when it is about to end.
 class HelperDaemon {
  public:
   // Below the home folder: where the daemon listens when it does not run as root.
@@ -38,12 +41,16 @@ class HelperDaemon {
  private:
   bool listen();
   bool bindSocket(int fd) const;
+  void takeUpInheritedHold();
+  void watch();
+  void endOnSignal(int signal);
   void acceptNext();
   void serve(const ReadyConnection& connection);
   void scheduleUninstall();
 
   Queue& mainQueue_;
   const std::string socketPath_;
+  const std::unique_ptr<ServiceManager> serviceManager_;
   const std::unique_ptr<SystemPowerControlling> powerController_;
   DeepHoldLeaseStore leaseStore_;
   HelperRequestHandler handler_;  // on queue_

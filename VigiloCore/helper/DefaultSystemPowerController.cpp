@@ -58,11 +58,11 @@ std::string DefaultSystemPowerController::description() const {
   return std::string("the tool ") + toolPath;
 }
 
-std::unique_ptr<SystemPowerControlling> makeSystemPowerController() {
+std::unique_ptr<SystemPowerControlling> makeSystemPowerController(ServiceManager& serviceManager) {
   if (::access(DefaultSystemPowerController::toolPath, F_OK) == 0) {
     return std::make_unique<DefaultSystemPowerController>();
   }
-  return makeNativePowerController();
+  return makeNativePowerController(serviceManager);
 }
 
 }  // namespace vigilo

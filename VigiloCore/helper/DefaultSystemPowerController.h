@@ -24,7 +24,8 @@ class DefaultSystemPowerController final : public SystemPowerControlling {
   static bool listingShowsSleepDisabled(std::string_view listing);
 };
 
-// The tool where this machine has it, otherwise the platform's native controller.
-std::unique_ptr<SystemPowerControlling> makeSystemPowerController();
+// The tool where this machine has it, otherwise the platform's native controller, which keeps its hold with
+// `serviceManager`; that must outlive the controller.
+std::unique_ptr<SystemPowerControlling> makeSystemPowerController(ServiceManager& serviceManager);
 
 }  // namespace vigilo

@@ -3,6 +3,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/ServiceManager.h"
+
 namespace vigilo {
 
 // Reads and changes the system's sleep-disabled setting. Implementations block for as long as the machine's
@@ -25,7 +27,8 @@ class SystemPowerControlling {
   virtual std::string description() const = 0;
 };
 
-// The machine's own controller for a process that may hold it: on Linux a logind inhibitor.
-std::unique_ptr<SystemPowerControlling> makeNativePowerController();
+// The machine's own controller for a process that may hold it: on Linux a logind inhibitor, which the service
+// manager keeps while the process is being restarted. `serviceManager` must outlive the controller.
+std::unique_ptr<SystemPowerControlling> makeNativePowerController(ServiceManager& serviceManager);
 
 }  // namespace vigilo

@@ -93,13 +93,14 @@ def wait_for(what, condition, seconds=10.0):
 class Program:
     """A program that runs until it is stopped, at the latest with its test."""
 
-    def __init__(self, test, command, env=None, prefix=(), umask=-1):
+    def __init__(self, test, command, env=None, prefix=(), umask=-1, pass_fds=()):
         self.output = tempfile.TemporaryFile()
         environment = {**os.environ, **(env or {})}
         # Dies with this script, even if the script is killed outright, and has no terminal to ring.
         self.process = subprocess.Popen(
             [*map(str, prefix), "setpriv", "--pdeathsig", "KILL", "--", *map(str, command)], env=environment,
-            stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output, umask=umask, start_new_session=True)
+            stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output, umask=umask, pass_fds=pass_fds,
+            start_new_session=True)
         test.addCleanup(self._clean_up, test)
 
     @property
@@ -143,8 +144,9 @@ class Program:
                     total += int(line.split()[1])
         return total
 
-    def descriptors(self):
-        return len(list(self.proc("fd").iterdir()))
+    def descriptors(self, of=""):
+        """How many it has open, or how many of files with this in their path."""
+        return sum(of in os.readlink(link) for link in self.proc("fd").iterdir())
 
     def _clean_up(self, test):
         try:

@@ -54,6 +54,7 @@ bool LogindSleepInhibitor::writeSleepDisabled(bool disabled) {
   if (disabled) return take();
   if (hold_) logger.info("Released the logind inhibitor %s", heldAgainst);
   hold_.reset();
+  serviceManager_.forgetHold();
   failure_.ends();  // What is no longer wanted no longer fails.
   return true;
 }
@@ -83,6 +84,7 @@ bool LogindSleepInhibitor::take() {
     }
     return false;
   }
+  serviceManager_.keepHold(taken->get());
   hold_ = std::move(*taken);
   if (failure_.ends()) {
     logger.info("Took the logind inhibitor %s after failures", heldAgainst);
@@ -92,8 +94,8 @@ bool LogindSleepInhibitor::take() {
   return true;
 }
 
-std::unique_ptr<SystemPowerControlling> makeNativePowerController() {
-  return std::make_unique<LogindSleepInhibitor>();
+std::unique_ptr<SystemPowerControlling> makeNativePowerController(ServiceManager& serviceManager) {
+  return std::make_unique<LogindSleepInhibitor>(serviceManager);
 }
 
 }  // namespace vigilo

@@ -27,12 +27,15 @@ bool holdsSleepInhibitor(const std::vector<bus::Inhibitor>& inhibitors, std::uin
 
 // Disables sleep by a block inhibitor of logind. The hold is the descriptor: it ends with this process,
 // survives a restart of logind, and is confirmed in logind's list before it is believed. Other programs'
-// inhibitors never count: they are transient, and would be taken for a setting of the user's. The lease
-// store's lock serialises the calls: not thread-safe by itself.
+// inhibitors never count: they are transient, and would be taken for a setting of the user's.
+//
+// The service manager keeps a copy of the descriptor, so that a helper that is restarted leaves no gap. The
+// lease store's lock serialises the calls: not thread-safe by itself.
 class LogindSleepInhibitor final : public SystemPowerControlling {
  public:
-  explicit LogindSleepInhibitor(std::vector<std::string> unitFolders = administratorUnitFolders)
-      : unitFolders_(std::move(unitFolders)) {}
+  explicit LogindSleepInhibitor(ServiceManager& serviceManager,
+                                std::vector<std::string> unitFolders = administratorUnitFolders)
+      : serviceManager_(serviceManager), unitFolders_(std::move(unitFolders)) {}
 
   bool readSleepDisabled() override;
   // Disabling while a hold is in force takes a new one before the old one goes: a gap with the lid closed
@@ -46,6 +49,7 @@ class LogindSleepInhibitor final : public SystemPowerControlling {
   bool isHoldInForce() const;
   bool take();
 
+  ServiceManager& serviceManager_;
   const std::vector<std::string> unitFolders_;
   UniqueFd hold_;
   FailureEpisode failure_;
