@@ -188,7 +188,8 @@ class Life {
             "an agent works and the helper serves");
     require(forbidden_.lasts(3), !idle, "held against a safety block");
     require(hostGone_.lasts(1), !idle, "the host is dead");
-    require(hostRuns_.lasts(1) && uncounted_.lasts(31), !decision_.isHolding(), "nobody has worked for 30 s");
+    // A clock that is set back is noticed a second late.
+    require(hostRuns_.lasts(1) && uncounted_.lasts(32), !decision_.isHolding(), "nobody has worked for 30 s");
     require(notHolding_.lasts(3), !idle, "no hold is decided");
     const bool answered = helperServes_.longerThan(notHolding_) && hostRuns_.longerThan(notHolding_);
     require(notHolding_.lasts(9) && answered, !deep, "no hold is decided, and the helper took it back");
