@@ -124,14 +124,26 @@ TEST(ProcProcessTable, NamesWhatHasNoArguments) {
   proc.add(300, {.name = "done", .state = 'Z'});
   proc.write("self/cmdline", "not a pid");
   EXPECT_EQ(table.read(), (Lines{{2, "[kworker/0:0-ev) (]"}, {10, "claude"}, {300, "[done] <defunct>"}}));
-  // exec keeps the pid, and a kernel thread's pid may come to be another process.
+}
+
+TEST(ProcProcessTable, SeesAnExecWithinTwoReadingsAndAnotherProcessUnderThePidAtOnce) {
+  test::ProcFixture proc;
+  ProcProcessTable table(proc.path());
+  const std::string longCommand(10'000, 'x');
+  proc.add(2, {.name = "kthreadd", .isKernelThread = true});
   proc.add(10, {.arguments = "bash\0"s});
+  proc.add(11, {.arguments = longCommand});
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(table.read(), (Lines{{2, "[kthreadd]"}, {10, "bash"}, {11, longCommand}}));
+  }
+  proc.add(10, {.arguments = "claude\0"s});
+  table.read();
+  EXPECT_TRUE(isIn(table.read().value(), {10, "claude"}));
   proc.remove(2);
+  proc.remove(10);
   proc.add(2, {.arguments = "codex\0exec\0"s});
-  proc.remove(300);
-  const auto lines = *table.read();
-  EXPECT_TRUE(isIn(lines, {10, "bash"}));
-  EXPECT_EQ(lineOf(lines, 300), nullptr);
+  proc.remove(11);
+  EXPECT_EQ(table.read(), (Lines{{2, "codex exec"}}));
 }
 
 TEST(ProcProcessTable, TellsWhenAProcessAndItsYoungestChildBegan) {

@@ -10,10 +10,11 @@ namespace vigilo {
 namespace {
 
 // Counted in listings, of which the host makes one a second. By the first, a desktop has put a process into
-// its group; the second is how late a process that becomes another program is found, and these looks are
-// spread over the listings.
-constexpr unsigned youngListings = 3;
-constexpr unsigned lookInterval = 2;
+// its group; by the second, a launcher has become the program that it launches. Older processes are looked at
+// now and then, spread over the listings.
+constexpr unsigned groupListings = 3;
+constexpr unsigned youngListings = 10;
+constexpr unsigned lookInterval = 5;
 
 struct Editor {
   const char* program;
@@ -60,8 +61,8 @@ bool ProcRunningApplications::isDue(const Known& known, std::int32_t pid) const 
 void ProcRunningApplications::look(Known& known, std::int32_t pid) {
   // Absent for kernel threads and for the processes of others.
   auto executable = folder_.readLink(pid, "exe").value_or("");
-  const bool isYoung = listing_ - known.firstListing < youngListings;
-  if (executable == known.executable && !isYoung) return;
+  const bool mayChangeGroup = listing_ - known.firstListing < groupListings;
+  if (executable == known.executable && !mayChangeGroup) return;
   known.application.reset();
   known.executable = std::move(executable);
   if (known.executable.empty()) return;
