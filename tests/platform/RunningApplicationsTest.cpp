@@ -90,8 +90,7 @@ TEST_F(RunningApplicationsTest, DesktopEntriesNameWhatTheyStartAndScopesTheRest)
   EXPECT_EQ(list().front().localizedName, "My Editor");
 }
 
-TEST_F(RunningApplicationsTest,
-       AProcessThatBecomesAnEditorIsFoundAtOnceWhileYoungAndLaterWithinFiveListings) {
+TEST_F(RunningApplicationsTest, AProcessThatBecomesAnEditorIsFoundAtOnceWhileYoungAndLaterWithinTen) {
   const auto findsEditor = [this](int listingsBefore, int listingsAfter) {
     proc.add(100, {.arguments = "sh\0launcher\0"s, .executable = "/usr/bin/dash"});
     for (int i = 0; i < listingsBefore; ++i) EXPECT_EQ(list(), Found{});
@@ -102,7 +101,7 @@ TEST_F(RunningApplicationsTest,
     EXPECT_EQ(list(), Found{});
   };
   findsEditor(9, 1);
-  findsEditor(20, 5);
+  findsEditor(20, 10);
 }
 
 }  // namespace

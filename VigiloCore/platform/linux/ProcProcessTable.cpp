@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <ctime>
 
@@ -12,9 +13,9 @@ namespace vigilo {
 namespace {
 
 // Counted in readings.
-constexpr unsigned youngReadings = 3;
-constexpr unsigned interval = 2;
-constexpr unsigned kernelThreadInterval = 10;
+constexpr unsigned youngReadings = 10;
+constexpr unsigned shellInterval = 2;
+constexpr unsigned interval = 10;
 // Longer command lines are read each time: kept, they could add up to what no host should hold.
 constexpr std::size_t longestKept = 4096;
 
@@ -25,6 +26,20 @@ std::string joinArguments(std::string_view bytes) {
   std::string text = printableText(bytes.substr(0, last + 1));
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
+}
+
+// Whether the command is one of a program that is known to `exec` others late in its life: "-bash",
+// "/bin/sh -c …", "python3.11 wrapper.py".
+bool isShellOrInterpreter(std::string_view command) {
+  static constexpr std::array<std::string_view, 10> shells{"ash",  "bash", "busybox", "csh",  "dash",
+                                                           "fish", "ksh",  "sh",      "tcsh", "zsh"};
+  static constexpr std::array<std::string_view, 3> interpreters{"perl", "python", "ruby"};
+  std::string_view program = command.substr(0, command.find(' '));
+  program.remove_prefix(program.rfind('/') + 1);
+  if (program.starts_with('-')) program.remove_prefix(1);
+  return std::find(shells.begin(), shells.end(), program) != shells.end() ||
+         std::any_of(interpreters.begin(), interpreters.end(),
+                     [program](std::string_view name) { return program.starts_with(name); });
 }
 
 // Seconds since the machine's start, sleep included: the clock of the kernel's start times.
@@ -62,6 +77,7 @@ std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
   known.lastReading = reading_;
   if (!isDue(known, entry.pid)) return known.command;
   std::string command = readCommand(entry.pid, known);
+  known.maySucceedItself = isShellOrInterpreter(command);
   known.command = command.size() <= longestKept ? command : std::string();
   return command;
 }
@@ -69,8 +85,7 @@ std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
 bool ProcProcessTable::isDue(const Known& known, std::int32_t pid) const {
   if (known.command.empty() || reading_ - known.firstReading < youngReadings) return true;
   // Spread over the readings.
-  return (reading_ + static_cast<unsigned>(pid)) % (known.isKernelThread ? kernelThreadInterval : interval) ==
-         0;
+  return (reading_ + static_cast<unsigned>(pid)) % (known.maySucceedItself ? shellInterval : interval) == 0;
 }
 
 // A process without arguments shows its name: a kernel thread, one that has ended, or one that is just

@@ -13,10 +13,11 @@ namespace vigilo {
 // The process table from /proc, in the very lines that `ps` prints, at a fraction of its cost. `root` stands
 // for /proc. Not thread-safe.
 //
-// A new process is read at once and in its next two readings, since most become what they are by then. `exec`
-// keeps the pid and programs rewrite their titles, so an older one is read again in every second reading; the
-// name of a kernel thread, which never becomes anything else, in every tenth. A process is known to be the
-// same one by the inode of its folder, which the listing brings for nothing.
+// A process is read in each of its first ten readings, of which the host makes one a second: `exec` keeps the
+// pid and programs rewrite their titles, but soon after their start. An older one is read again in every
+// second reading where it is a shell or another program that runs the next one in its own place, otherwise in
+// every tenth. It is known to be the same process by the inode of its folder, which the listing brings for
+// nothing.
 class ProcProcessTable final : public ProcessTable {
  public:
   explicit ProcProcessTable(std::string root = "/proc", Clock clock = Date::now);
@@ -33,6 +34,7 @@ class ProcProcessTable final : public ProcessTable {
     unsigned firstReading = 0;
     unsigned lastReading = 0;
     bool isKernelThread = false;
+    bool maySucceedItself = false;  // a shell, or an interpreter
   };
 
   bool isDue(const Known& known, std::int32_t pid) const;

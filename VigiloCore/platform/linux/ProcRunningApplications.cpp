@@ -14,7 +14,7 @@ namespace {
 // now and then, spread over the listings.
 constexpr unsigned groupListings = 3;
 constexpr unsigned youngListings = 10;
-constexpr unsigned lookInterval = 5;
+constexpr unsigned lookInterval = 10;
 
 struct Editor {
   const char* program;
