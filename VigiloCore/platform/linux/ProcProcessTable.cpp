@@ -71,8 +71,9 @@ std::optional<std::vector<ProcessLine>> ProcProcessTable::read() {
 
 std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
   Known& known = known_[entry.pid];
-  if (known.identity != entry.identity || known.firstReading == 0) {
-    known = {.identity = entry.identity, .firstReading = reading_};
+  if (known.identity != entry.identity) {
+    // What is there at the first reading is rarely just beginning.
+    known = {.identity = entry.identity, .youngUntil = reading_ == 1 ? 0 : reading_ + youngReadings};
   }
   known.lastReading = reading_;
   if (!isDue(known, entry.pid)) return known.command;
@@ -83,7 +84,7 @@ std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
 }
 
 bool ProcProcessTable::isDue(const Known& known, std::int32_t pid) const {
-  if (known.command.empty() || reading_ - known.firstReading < youngReadings) return true;
+  if (known.command.empty() || reading_ < known.youngUntil) return true;
   // Spread over the readings.
   return (reading_ + static_cast<unsigned>(pid)) % (known.maySucceedItself ? shellInterval : interval) == 0;
 }

@@ -30,8 +30,8 @@ class ProcProcessTable final : public ProcessTable {
  private:
   struct Known {
     ino_t identity = 0;
-    std::string command;  // empty where it could not be read, or is too long to be kept
-    unsigned firstReading = 0;
+    std::string command;      // empty where it could not be read, or is too long to be kept
+    unsigned youngUntil = 0;  // the reading from which on it is an old one
     unsigned lastReading = 0;
     bool isKernelThread = false;
     bool maySucceedItself = false;  // a shell, or an interpreter

@@ -42,11 +42,11 @@ std::vector<RunningApplication> ProcRunningApplications::list() {
   std::vector<RunningApplication> running;
   for (const auto& process : processes) {
     Known& known = known_[process.pid];
-    if (known.identity != process.identity || known.firstListing == 0) {
-      known = {.identity = process.identity, .firstListing = listing_};
-    }
+    const bool isNew = known.identity != process.identity;
+    if (isNew) known = {.identity = process.identity, .age = listing_ == 1 ? youngListings : 0};
     known.lastListing = listing_;
-    if (isDue(known, process.pid)) look(known, process.pid);
+    if (isNew || isDue(known, process.pid)) look(known, process.pid);
+    ++known.age;
     if (known.application) running.push_back(*known.application);
   }
   std::erase_if(known_, [this](const auto& entry) { return entry.second.lastListing != listing_; });
@@ -54,15 +54,13 @@ std::vector<RunningApplication> ProcRunningApplications::list() {
 }
 
 bool ProcRunningApplications::isDue(const Known& known, std::int32_t pid) const {
-  return listing_ - known.firstListing < youngListings ||
-         (listing_ + static_cast<unsigned>(pid)) % lookInterval == 0;
+  return known.age < youngListings || (listing_ + static_cast<unsigned>(pid)) % lookInterval == 0;
 }
 
 void ProcRunningApplications::look(Known& known, std::int32_t pid) {
   // Absent for kernel threads and for the processes of others.
   auto executable = folder_.readLink(pid, "exe").value_or("");
-  const bool mayChangeGroup = listing_ - known.firstListing < groupListings;
-  if (executable == known.executable && !mayChangeGroup) return;
+  if (executable == known.executable && known.age >= groupListings) return;
   known.application.reset();
   known.executable = std::move(executable);
   if (known.executable.empty()) return;
