@@ -106,7 +106,9 @@ TEST_F(StatusTextTest, ACountdownIsNoNewsAndADifferentHoldIs) {
   later.activeSessionsList = report.activeSessionsList;
   later.activeSessionsList[0].lastEventAt = now + 1;
   EXPECT_TRUE(sameButForTime(report, later));
-  later.activeSessionsList[0].integrationType = IntegrationType::lifecycleHook;
+  for (StatusReport* each : {&report, &later}) {
+    each->activeSessionsList[0].integrationType = IntegrationType::lifecycleHook;
+  }
   EXPECT_FALSE(sameButForTime(report, later));
   later.activeSessionsList = report.activeSessionsList;
   later.isLidClosed = true;
