@@ -7,11 +7,14 @@
 #include <vector>
 
 #include "HoldApplier.h"
+#include "NotificationController.h"
 #include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
 #include "agents/HookPrecedence.h"
 #include "agents/ProcessMonitor.h"
+#include "app/AgentFamilyPresentation.h"
+#include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
 #include "policy/LidMonitor.h"
 #include "policy/SettingsStore.h"
@@ -45,9 +48,10 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<ProcessMonitor> processMonitor;      // none where processes are not looked at
-    std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
-    std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
+    std::shared_ptr<ProcessMonitor> processMonitor;         // none where processes are not looked at
+    std::shared_ptr<HookEventReceiver> hookReceiver;        // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;     // none where nothing is recorded
+    std::shared_ptr<NotificationController> notifications;  // none where nobody is told
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -76,6 +80,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   Published<WakeDecision> currentDecision{WakeDecision::Release{"Initializing"}};
   Published<std::optional<Date>> protectionStartedAt{std::nullopt};
   Published<std::vector<AgentSession>> activeSessionsList{{}};  // newest first
+  Published<std::vector<AgentFamilyPresentation>> agentFamilies{{}};
+  Published<VigiloVisualState> dominantVisualState{VigiloVisualState::idle};
   // Set by whoever polls the helper.
   Published<std::optional<DeepSleepStatus>> helperStatus{std::nullopt};
 
@@ -95,8 +101,10 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
                           const PolicyConfiguration& config);
   void publishSessions(const SessionTable& sessions);
+  void publishPresentation(const WakeDecision& decision, Date now);
   void handleDecisionTransition(const WakeDecision& from, const WakeDecision& to);
   void requestHold(const WakeDecision::Hold& hold);
+  void notifyOfEnd(const WakeDecision& decision);
 
   const Components parts_;
   const WakePolicyEngine policyEngine_{};

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "agents/ProcessSession.h"
+
 namespace vigilo {
 namespace {
 

@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <functional>
 
+#include "agents/ProcessSession.h"
+
 namespace vigilo {
 namespace {
 
 bool hasActiveHookSession(const SessionTable& sessions, AgentType agent) {
   return std::any_of(sessions.begin(), sessions.end(), [agent](const auto& entry) {
     const AgentSession& session = entry.second;
-    if (session.agentType != agent || !session.isWorking()) return false;
-    return !session.pid || session.id != processSessionId(agent, *session.pid);
+    return session.agentType == agent && session.isWorking() && !isProcessSession(session);
   });
 }
 

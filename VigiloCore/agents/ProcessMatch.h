@@ -24,9 +24,4 @@ struct ProcessMatch {
   bool operator==(const ProcessMatch&) const = default;
 };
 
-// The id of the session that stands for a process: "proc-<agent>-<pid>".
-inline std::string processSessionId(AgentType agent, std::int32_t pid) {
-  return "proc-" + std::string(rawValue(agent)) + "-" + std::to_string(pid);
-}
-
 }  // namespace vigilo
