@@ -102,7 +102,10 @@ TEST_F(StatusTextTest, ACountdownIsNoNewsAndADifferentHoldIs) {
   later.helperStatus->leaseExpiresAt = now + 60;
   EXPECT_TRUE(sameButForTime(report, later));
   // A process that is seen again is no news; an event from a session is.
-  report.activeSessionsList = {{.id = "proc-aider-1", .integrationType = IntegrationType::process}};
+  report.activeSessionsList = {{.id = "proc-aider-1",
+                                .agentType = AgentType::aider,
+                                .pid = 1,
+                                .integrationType = IntegrationType::process}};
   later.activeSessionsList = report.activeSessionsList;
   later.activeSessionsList[0].lastEventAt = now + 1;
   EXPECT_TRUE(sameButForTime(report, later));
