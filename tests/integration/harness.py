@@ -50,6 +50,15 @@ def run_with_logind(*options):
     hide_journal()
 
 
+def run_among_own_processes():
+    """The rest of the script, and the hosts that it starts, see no other processes than its own."""
+    prefix = own_processes()
+    if prefix and "VIGILO_TEST_PROCESSES" not in os.environ:
+        os.environ["VIGILO_TEST_PROCESSES"] = "1"
+        command = [*prefix, sys.executable, "-B", *sys.argv]
+        os.execvp(command[0], command)
+
+
 def own_processes():
     """A prefix that gives a command process ids and a /proc of its own: a host looks for agents among all processes,
     and must find neither those of this machine's user nor those of other tests. None where that cannot be had."""

@@ -7,6 +7,8 @@ import harness
 from harness import wait_for
 from session import Session, SessionTest, notices_in
 
+harness.run_among_own_processes()
+
 NEW = '0 "" "Vigilo is protecting this Mac"'
 
 

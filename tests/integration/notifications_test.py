@@ -8,6 +8,8 @@ import harness
 from harness import wait_for
 from session import Session, SessionTest
 
+harness.run_among_own_processes()
+
 STARTED = '"Vigilo is protecting this Mac" "1 coding agent session working." []'
 FINISHED = '"Coding agents finished" "Normal sleep behavior has been restored." []'
 CHIMED = '{"desktop-entry": "vigilo", "suppress-sound": True, "urgency": 1} -1'

@@ -1,4 +1,5 @@
 """Agents that send no hooks, found by their processes; and how they go together with those that do."""
+import ctypes
 import json
 import os
 import shutil
@@ -25,8 +26,8 @@ class ProcessScanTest(harness.TestCase):
         # A line that names this system is passed over: the agents run where no path does.
         self.place = tempfile.mkdtemp(prefix="agents.", dir="/tmp")
         self.addCleanup(shutil.rmtree, self.place)
-        host = harness.Program(self, [harness.BIN / "vigilo", "run"], env=self.env)
-        wait_for("the host answers", lambda: not host.is_running() or self.vigilo("status").returncode == 0)
+        self.host = harness.Program(self, [harness.BIN / "vigilo", "run"], env=self.env)
+        wait_for("the host answers", lambda: not self.host.is_running() or self.vigilo("status").returncode == 0)
 
     def vigilo(self, *arguments):
         return subprocess.run([harness.BIN / "vigilo", *arguments], env=self.env, capture_output=True, text=True,
@@ -98,8 +99,47 @@ class ProcessScanTest(harness.TestCase):
         self.relay("idle")
         self.await_sessions({session: "idle", "hooked": "idle"})
         wait_for("the release", lambda: not inhibitors(), PATIENCE)
-        self.end(process)
-        self.await_sessions({"hooked": "idle"})
+
+    def mount_what_hangs(self, folder):
+        """A file system over the folder that never answers."""
+        folder.mkdir(parents=True)
+        try:
+            device = os.open("/dev/fuse", os.O_RDWR | os.O_CLOEXEC)
+        except OSError as error:
+            self.skipTest(f"no file system to be had: {error}")
+        options = f"fd={device},rootmode=40000,user_id={os.getuid()},group_id={os.getgid()}"
+        failed = ctypes.CDLL(None).mount(b"hangs", str(folder).encode(), b"fuse", 0, options.encode())
+        self.addCleanup(os.close, device)  # whoever waits gets an error then
+        if failed:
+            self.skipTest("no file system may be mounted")
+        self.addCleanup(subprocess.run, ["umount", "-n", "-l", folder], check=True)
+
+    def scan_waits(self):
+        """Whether the thread of the scans sleeps anywhere but in its queue."""
+        for task in self.host.proc("task").iterdir():
+            if (task / "comm").read_text().strip() == "processmonitor":
+                state = (task / "stat").read_text().rpartition(") ")[2][0]
+                return state in "SD" and "epoll" not in (task / "wchan").read_text()
+        return False
+
+    def test_a_folder_that_hangs_costs_the_scan_and_nothing_else(self):
+        self.mount_what_hangs(self.home / ".gemini/antigravity/brain")
+        shutil.copy("/bin/sleep", os.path.join(self.place, "antigravity"))
+        self.agent("antigravity", "1000", executable=os.path.join(self.place, "antigravity"))
+        waits = [False] * 20
+
+        def hangs():
+            waits.append(self.scan_waits())
+            return all(waits[-20:])
+
+        wait_for("the scan hangs", hangs)
+        self.relay("working")
+        wait_for("the hold", inhibitors, 1)
+        self.assertEqual(self.sessions(), {"hooked": "working"})
+        started = time.monotonic()
+        self.assertEqual(self.host.stop(), 0)
+        self.assertLess(time.monotonic() - started, 3)
+        self.assertEqual(inhibitors(), [])
 
 
 if __name__ == "__main__":

@@ -124,14 +124,39 @@ TEST(ProcProcessTable, NamesWhatHasNoArguments) {
   proc.add(300, {.name = "done", .state = 'Z'});
   proc.write("self/cmdline", "not a pid");
   EXPECT_EQ(table.read(), (Lines{{2, "[kworker/0:0-ev) (]"}, {10, "claude"}, {300, "[done] <defunct>"}}));
-  // exec keeps the pid, and a kernel thread's pid may come to be another process.
-  proc.add(10, {.arguments = "bash\0"s});
+}
+
+TEST(ProcProcessTable, SeesWhatAProcessBecomes) {
+  test::ProcFixture proc;
+  ProcProcessTable table(proc.path());
+  const std::string longCommand(10'000, 'x');
+  const std::string launcher = "/opt/launcher";
+  proc.add(2, {.name = "kthreadd", .isKernelThread = true});
+  proc.add(10, {.arguments = "-bash\0"s});
+  proc.add(11, {.arguments = longCommand});
+  proc.add(12, {.arguments = launcher});
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(table.read(), (Lines{{2, "[kthreadd]"}, {10, "-bash"}, {11, longCommand}, {12, launcher}}));
+  }
+  // Old ones: a shell within two readings, another program within ten.
+  proc.add(10, {.arguments = "claude\0"s});
+  proc.add(12, {.arguments = "gemini\0"s});
+  table.read();
+  EXPECT_TRUE(isIn(table.read().value(), {10, "claude"}));
+  for (int i = 3; i < 10; ++i) table.read();
+  EXPECT_TRUE(isIn(table.read().value(), {12, "gemini"}));
+  // Young ones, and other processes under the same pids, at once.
+  proc.add(13, {.arguments = launcher});
+  table.read();
+  proc.add(13, {.arguments = "gemini\0"s});
+  EXPECT_TRUE(isIn(table.read().value(), {13, "gemini"}));
   proc.remove(2);
+  proc.remove(10);
   proc.add(2, {.arguments = "codex\0exec\0"s});
-  proc.remove(300);
-  const auto lines = *table.read();
-  EXPECT_TRUE(isIn(lines, {10, "bash"}));
-  EXPECT_EQ(lineOf(lines, 300), nullptr);
+  proc.remove(11);
+  proc.remove(12);
+  proc.remove(13);
+  EXPECT_EQ(table.read(), (Lines{{2, "codex exec"}}));
 }
 
 TEST(ProcProcessTable, TellsWhenAProcessAndItsYoungestChildBegan) {

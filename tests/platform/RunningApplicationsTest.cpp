@@ -90,14 +90,18 @@ TEST_F(RunningApplicationsTest, DesktopEntriesNameWhatTheyStartAndScopesTheRest)
   EXPECT_EQ(list().front().localizedName, "My Editor");
 }
 
-TEST_F(RunningApplicationsTest, AProcessThatBecomesAnEditorIsFoundWithinTwoListings) {
-  proc.add(100, {.arguments = "sh\0launcher\0"s, .executable = "/usr/bin/dash"});
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(list(), Found{});
-  proc.add(100, {.arguments = "windsurf\0"s, .executable = "/tmp/.mount_Wx1/windsurf"});
-  list();
-  EXPECT_EQ(list(), (Found{{100, "Windsurf", "windsurf"}}));
-  proc.remove(100);
-  EXPECT_EQ(list(), Found{});
+TEST_F(RunningApplicationsTest, AProcessThatBecomesAnEditorIsFoundAtOnceWhileYoungAndLaterWithinTen) {
+  const auto findsEditor = [this](int listingsBefore, int listingsAfter) {
+    proc.add(100, {.arguments = "sh\0launcher\0"s, .executable = "/usr/bin/dash"});
+    for (int i = 0; i < listingsBefore; ++i) EXPECT_EQ(list(), Found{});
+    proc.add(100, {.arguments = "windsurf\0"s, .executable = "/tmp/.mount_Wx1/windsurf"});
+    for (int i = 1; i < listingsAfter; ++i) list();
+    EXPECT_EQ(list(), (Found{{100, "Windsurf", "windsurf"}}));
+    proc.remove(100);
+    EXPECT_EQ(list(), Found{});
+  };
+  findsEditor(9, 1);
+  findsEditor(20, 10);
 }
 
 }  // namespace

@@ -101,6 +101,19 @@ TEST_F(StatusTextTest, ACountdownIsNoNewsAndADifferentHoldIs) {
   later.currentDecision = WakeDecision::Hold{"Release debounce (11s)", 0, true};
   later.helperStatus->leaseExpiresAt = now + 60;
   EXPECT_TRUE(sameButForTime(report, later));
+  // A process that is seen again is no news; an event from a session is.
+  report.activeSessionsList = {{.id = "proc-aider-1",
+                                .agentType = AgentType::aider,
+                                .pid = 1,
+                                .integrationType = IntegrationType::process}};
+  later.activeSessionsList = report.activeSessionsList;
+  later.activeSessionsList[0].lastEventAt = now + 1;
+  EXPECT_TRUE(sameButForTime(report, later));
+  for (StatusReport* each : {&report, &later}) {
+    each->activeSessionsList[0].integrationType = IntegrationType::lifecycleHook;
+  }
+  EXPECT_FALSE(sameButForTime(report, later));
+  later.activeSessionsList = report.activeSessionsList;
   later.isLidClosed = true;
   EXPECT_FALSE(sameButForTime(report, later));
 }

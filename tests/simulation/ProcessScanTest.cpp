@@ -70,14 +70,5 @@ TEST_F(ProcessScanTest, AToolThatIsSilentForHoursKeepsItsHoldForSix) {
   EXPECT_FALSE(isHeld()) << "no tool: the session is stale";
 }
 
-TEST_F(ProcessScanTest, AfterTheStopNoScanHoldsAnythingAgain) {
-  run("aider");
-  world.run(2);
-  world.machine.take();
-  world.host().stop();
-  world.run(60);
-  EXPECT_EQ(world.machine.take(), (Actions{"release 1", "sleep on"}));
-}
-
 }  // namespace
 }  // namespace vigilo

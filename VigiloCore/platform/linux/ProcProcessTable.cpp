@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <ctime>
 
@@ -11,7 +12,12 @@
 namespace vigilo {
 namespace {
 
-constexpr unsigned kernelThreadReadings = 10;
+// Counted in readings.
+constexpr unsigned youngReadings = 10;
+constexpr unsigned shellInterval = 2;
+constexpr unsigned interval = 10;
+// Longer command lines are read each time: kept, they could add up to what no host should hold.
+constexpr std::size_t longestKept = 4096;
 
 // The arguments as `ps` joins them: each ends in a NUL, those at the end count for nothing.
 std::string joinArguments(std::string_view bytes) {
@@ -20,6 +26,20 @@ std::string joinArguments(std::string_view bytes) {
   std::string text = printableText(bytes.substr(0, last + 1));
   text.erase(text.find_last_not_of(' ') + 1);
   return text;
+}
+
+// Whether the command is one of a program that is known to `exec` others late in its life: "-bash",
+// "/bin/sh -c …", "python3.11 wrapper.py".
+bool isShellOrInterpreter(std::string_view command) {
+  static constexpr std::array<std::string_view, 10> shells{"ash",  "bash", "busybox", "csh",  "dash",
+                                                           "fish", "ksh",  "sh",      "tcsh", "zsh"};
+  static constexpr std::array<std::string_view, 3> interpreters{"perl", "python", "ruby"};
+  std::string_view program = command.substr(0, command.find(' '));
+  program.remove_prefix(program.rfind('/') + 1);
+  if (program.starts_with('-')) program.remove_prefix(1);
+  return std::find(shells.begin(), shells.end(), program) != shells.end() ||
+         std::any_of(interpreters.begin(), interpreters.end(),
+                     [program](std::string_view name) { return program.starts_with(name); });
 }
 
 // Seconds since the machine's start, sleep included: the clock of the kernel's start times.
@@ -44,31 +64,42 @@ std::optional<std::vector<ProcessLine>> ProcProcessTable::read() {
     std::string command = commandOf(entry);
     if (!command.empty()) lines.push_back({entry.pid, std::move(command)});
   }
-  std::erase_if(kernelThreads_, [this](const auto& known) { return known.second.seenAt != reading_; });
+  std::erase_if(known_, [this](const auto& entry) { return entry.second.lastReading != reading_; });
   if (lines.empty()) return std::nullopt;
   return lines;
 }
 
 std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
-  const auto known = kernelThreads_.find(entry.pid);
-  if (known != kernelThreads_.end() && known->second.identity == entry.identity &&
-      reading_ - known->second.readAt < kernelThreadReadings) {
-    known->second.seenAt = reading_;
-    return known->second.command;
+  Known& known = known_[entry.pid];
+  if (known.identity != entry.identity) {
+    // What is there at the first reading is rarely just beginning.
+    known = {.identity = entry.identity, .youngUntil = reading_ == 1 ? 0 : reading_ + youngReadings};
   }
-  const auto arguments = folder_.read(entry.pid, "cmdline");
-  if (!arguments) return {};
-  return arguments->empty() ? nameOf(entry) : joinArguments(*arguments);
+  known.lastReading = reading_;
+  if (!isDue(known, entry.pid)) return known.command;
+  std::string command = readCommand(entry.pid, known);
+  known.maySucceedItself = isShellOrInterpreter(command);
+  known.command = command.size() <= longestKept ? command : std::string();
+  return command;
+}
+
+bool ProcProcessTable::isDue(const Known& known, std::int32_t pid) const {
+  if (known.command.empty() || reading_ < known.youngUntil) return true;
+  // Spread over the readings.
+  return (reading_ + static_cast<unsigned>(pid)) % (known.maySucceedItself ? shellInterval : interval) == 0;
 }
 
 // A process without arguments shows its name: a kernel thread, one that has ended, or one that is just
 // beginning.
-std::string ProcProcessTable::nameOf(const ProcFolder::Entry& entry) {
-  const auto stat = folder_.stat(entry.pid);
+std::string ProcProcessTable::readCommand(std::int32_t pid, Known& known) {
+  const auto arguments = known.isKernelThread ? "" : folder_.read(pid, "cmdline");
+  if (!arguments) return {};
+  if (!arguments->empty()) return joinArguments(*arguments);
+  const auto stat = folder_.stat(pid);
   if (!stat) return {};
+  known.isKernelThread = stat->isKernelThread;
   std::string command = "[" + printableText(stat->name) + "]";
   if (stat->state == 'Z') command += " <defunct>";
-  if (stat->isKernelThread) kernelThreads_[entry.pid] = {entry.identity, command, reading_, reading_};
   return command;
 }
 

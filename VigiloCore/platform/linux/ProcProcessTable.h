@@ -10,11 +10,14 @@
 
 namespace vigilo {
 
-// The process table from /proc, in the very lines that `ps` prints, at a fourteenth of its cost. `root`
-// stands for /proc. Not thread-safe.
+// The process table from /proc, in the very lines that `ps` prints, at a fraction of its cost. `root` stands
+// for /proc. Not thread-safe.
 //
-// Every command line is read each time: `exec` keeps the pid, and programs rewrite their titles. Only the
-// names of kernel threads, which are neither agents nor ever become any, are kept for ten readings.
+// A process is read in each of its first ten readings, of which the host makes one a second: `exec` keeps the
+// pid and programs rewrite their titles, but soon after their start. An older one is read again in every
+// second reading where it is a shell or another program that runs the next one in its own place, otherwise in
+// every tenth. It is known to be the same process by the inode of its folder, which the listing brings for
+// nothing.
 class ProcProcessTable final : public ProcessTable {
  public:
   explicit ProcProcessTable(std::string root = "/proc", Clock clock = Date::now);
@@ -25,21 +28,24 @@ class ProcProcessTable final : public ProcessTable {
   std::optional<Date> youngestChildStartedAt(std::int32_t pid) override;
 
  private:
-  struct KernelThread {
+  struct Known {
     ino_t identity = 0;
-    std::string command;
-    unsigned readAt = 0;  // counted in readings
-    unsigned seenAt = 0;
+    std::string command;      // empty where it could not be read, or is too long to be kept
+    unsigned youngUntil = 0;  // the reading from which on it is an old one
+    unsigned lastReading = 0;
+    bool isKernelThread = false;
+    bool maySucceedItself = false;  // a shell, or an interpreter
   };
 
+  bool isDue(const Known& known, std::int32_t pid) const;
   std::string commandOf(const ProcFolder::Entry& entry);
-  std::string nameOf(const ProcFolder::Entry& entry);
+  std::string readCommand(std::int32_t pid, Known& known);
   std::optional<Date> dateOf(std::int64_t startTicks) const;
 
   ProcFolder folder_;
   const Clock clock_;
   unsigned reading_ = 0;
-  std::unordered_map<std::int32_t, KernelThread> kernelThreads_;
+  std::unordered_map<std::int32_t, Known> known_;
 };
 
 }  // namespace vigilo

@@ -10,10 +10,11 @@ namespace vigilo {
 namespace {
 
 // Counted in listings, of which the host makes one a second. By the first, a desktop has put a process into
-// its group; the second is how late a process that becomes another program is found, and these looks are
-// spread over the listings.
-constexpr unsigned youngListings = 3;
-constexpr unsigned lookInterval = 2;
+// its group; by the second, a launcher has become the program that it launches. Older processes are looked at
+// now and then, spread over the listings.
+constexpr unsigned groupListings = 3;
+constexpr unsigned youngListings = 10;
+constexpr unsigned lookInterval = 10;
 
 struct Editor {
   const char* program;
@@ -41,11 +42,11 @@ std::vector<RunningApplication> ProcRunningApplications::list() {
   std::vector<RunningApplication> running;
   for (const auto& process : processes) {
     Known& known = known_[process.pid];
-    if (known.identity != process.identity || known.firstListing == 0) {
-      known = {.identity = process.identity, .firstListing = listing_};
-    }
+    const bool isNew = known.identity != process.identity;
+    if (isNew) known = {.identity = process.identity, .age = listing_ == 1 ? youngListings : 0};
     known.lastListing = listing_;
-    if (isDue(known, process.pid)) look(known, process.pid);
+    if (isNew || isDue(known, process.pid)) look(known, process.pid);
+    ++known.age;
     if (known.application) running.push_back(*known.application);
   }
   std::erase_if(known_, [this](const auto& entry) { return entry.second.lastListing != listing_; });
@@ -53,15 +54,13 @@ std::vector<RunningApplication> ProcRunningApplications::list() {
 }
 
 bool ProcRunningApplications::isDue(const Known& known, std::int32_t pid) const {
-  return listing_ - known.firstListing < youngListings ||
-         (listing_ + static_cast<unsigned>(pid)) % lookInterval == 0;
+  return known.age < youngListings || (listing_ + static_cast<unsigned>(pid)) % lookInterval == 0;
 }
 
 void ProcRunningApplications::look(Known& known, std::int32_t pid) {
   // Absent for kernel threads and for the processes of others.
   auto executable = folder_.readLink(pid, "exe").value_or("");
-  const bool isYoung = listing_ - known.firstListing < youngListings;
-  if (executable == known.executable && !isYoung) return;
+  if (executable == known.executable && known.age >= groupListings) return;
   known.application.reset();
   known.executable = std::move(executable);
   if (known.executable.empty()) return;

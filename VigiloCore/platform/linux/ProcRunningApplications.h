@@ -30,7 +30,7 @@ class ProcRunningApplications final : public RunningApplications {
  private:
   struct Known {
     ino_t identity = 0;
-    unsigned firstListing = 0;
+    unsigned age = 0;  // in listings; what is there at the first one is rarely just beginning
     unsigned lastListing = 0;
     std::string executable;
     std::optional<RunningApplication> application;
