@@ -5,6 +5,7 @@
 #include "platform/LidState.h"
 #include "platform/PowerAssertions.h"
 #include "platform/PowerSource.h"
+#include "platform/SystemReport.h"
 #include "platform/ThermalState.h"
 #include "support/LogSink.h"
 
@@ -16,6 +17,7 @@ struct Platform {
   std::unique_ptr<PowerSourceProvider> powerSource;
   std::unique_ptr<ThermalStateProvider> thermalState;
   std::unique_ptr<LidStateProvider> lidState;
+  std::unique_ptr<SystemReport> systemReport;
 
   static Platform ofThisMachine();
 };

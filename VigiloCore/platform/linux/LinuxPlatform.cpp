@@ -4,7 +4,7 @@ namespace vigilo {
 
 Platform Platform::ofThisMachine() {
   return {makePowerAssertions(), makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider()};
+          makeLidStateProvider(), makeSystemReport()};
 }
 
 }  // namespace vigilo
