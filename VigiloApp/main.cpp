@@ -146,11 +146,13 @@ int main(int argc, char** argv) {
   budgets->add_flag("--json", budgetsAsJson, "Print JSON");
   budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
 
+  bool helperAsJson = false;
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
   helper->require_subcommand(1);
-  helper->add_subcommand("status", "Tell whether a helper runs and what it holds")->callback([&] {
-    exitCode = helperStatusCommand(directories);
-  });
+  auto* helperStatus = helper->add_subcommand(
+      "status", "Tell whether a helper is installed and answers, what it holds, and what to do when not");
+  helperStatus->add_flag("--json", helperAsJson, "Print one JSON object");
+  helperStatus->callback([&] { exitCode = helperStatusCommand(directories, helperAsJson); });
   helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
       ->callback([&] { exitCode = helperUninstallCommand(directories); });
 
