@@ -18,6 +18,8 @@
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
 #include "VigiloApp/UsageProviders.h"
+#include "app/DiagnosticsExporter.h"
+#include "app/LaunchAtLoginController.h"
 #include "helper/VigiloWritePolicy.h"
 #include "platform/Platform.h"
 #include "support/AsioQueue.h"
@@ -73,10 +75,14 @@ class Host {
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
+  const std::unique_ptr<AsioQueue> diagnosticsQueue_ = AsioQueue::withThread("com.vigilo.diagnostics");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
   const Platform platform_ = Platform::ofThisMachine();
+  const std::unique_ptr<LoginItem> loginItem_;
+  LaunchAtLoginController launchAtLogin_{*loginItem_};
+  DiagnosticsExporter diagnostics_{*platform_.systemReport};
   const std::unique_ptr<UserDefaults> defaults_;
   SettingsStore settings_{*defaults_};
   CancelToken outsideChanges_ = settings_.observeOutsideChanges(*main_);
@@ -107,6 +113,7 @@ class Host {
 Host::Host(const Directories& directories)
     : directories_(directories),
       usageProviders_(directories),
+      loginItem_(makeLoginItem(directories)),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
@@ -120,6 +127,8 @@ Host::Host(const Directories& directories)
   SettingsStore::installShared(&settings_);
   UsageStore::installShared(&usageStore_);
   UsageCoordinator::installShared(usage_.get());
+  LaunchAtLoginController::installShared(&launchAtLogin_);
+  DiagnosticsExporter::installShared(&diagnostics_);
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
@@ -132,7 +141,9 @@ Host::Host(const Directories& directories)
                                          .thermalMonitor = thermal_,
                                          .lidMonitor = lid_,
                                          .hookReceiver = receiver_,
-                                         .usageCoordinator = usage_});
+                                         .usageCoordinator = usage_,
+                                         .diagnosticsExporter = &diagnostics_,
+                                         .diagnosticsQueue = diagnosticsQueue_.get()});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -144,7 +155,8 @@ Host::Host(const Directories& directories)
                                                                .thermalMonitor = thermal_,
                                                                .lidMonitor = lid_,
                                                                .usage = usage_});
-  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
+  hostControl_ = std::make_unique<HostControl>(*control_, *main_, *status_, settings_, *defaults_, *usage_,
+                                               *coordinator_, launchAtLogin_);
 }
 
 int Host::run() {
@@ -157,7 +169,8 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
+  for (AsioQueue* queue :
+       {control_.get(), diagnosticsQueue_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
     queue->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
@@ -165,6 +178,8 @@ int Host::run() {
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
+  LaunchAtLoginController::installShared(nullptr);
+  DiagnosticsExporter::installShared(nullptr);
   return exitOk;
 }
 

@@ -4,13 +4,16 @@
 #include <string>
 
 #include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/DiagnosticsCommand.h"
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
+#include "VigiloApp/LoginCommands.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
+#include "support/RecordCoder.h"
 
 namespace {
 
@@ -40,15 +43,30 @@ int pause(const Directories& directories, const std::string& text) {
   return report(settingsCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
 }
 
-int listSettings(const Directories& directories, const std::string& onlyKey) {
+int pauseStatus(const Directories& directories, bool json) {
   const ControlResponse response =
-      settingsCommand(directories, {.command = ControlCommand::listSettings,
-                                    .key = onlyKey.empty() ? std::nullopt : std::optional(onlyKey)});
+      settingsCommand(directories, {.command = ControlCommand::listSettings, .key = "pauseUntil"});
+  if (!response.settings || response.settings->empty()) return report(response);
+  const Date now = Date::now();
+  const auto pause = PauseReport::of(response.settings->front().value, now);
+  std::fputs((json ? encodeRecord(pause, exportForm) + "\n" : pauseText(pause, now)).c_str(), stdout);
+  return report(response);
+}
+
+int listSettings(const Directories& directories, bool json) {
+  const ControlResponse response = settingsCommand(directories, {.command = ControlCommand::listSettings});
   if (!response.settings) return report(response);
-  if (onlyKey.empty())
-    std::fputs(settingsTable(*response.settings).c_str(), stdout);
-  else
-    for (const auto& entry : *response.settings) std::printf("%s\n", entry.value.c_str());
+  const auto& entries = *response.settings;
+  std::fputs((json ? encodeRecord(entries, exportForm) + "\n" : settingsTable(entries)).c_str(), stdout);
+  return report(response);
+}
+
+int getSetting(const Directories& directories, const std::string& key, bool json) {
+  const ControlResponse response =
+      settingsCommand(directories, {.command = ControlCommand::listSettings, .key = key});
+  if (!response.settings || response.settings->empty()) return report(response);
+  const auto& entry = response.settings->front();
+  std::printf("%s\n", json ? encodeRecord(entry, exportForm).c_str() : entry.value.c_str());
   return report(response);
 }
 
@@ -81,10 +99,14 @@ int main(int argc, char** argv) {
     exitCode = set(directories, "masterEnabled", "false");
   });
 
-  std::string duration;
+  std::optional<std::string> duration;
+  bool pauseAsJson = false;
   auto* pauseCommand = app.add_subcommand("pause", "Let the machine sleep for a while, whatever agents do");
-  pauseCommand->add_option("DURATION", duration, "90s, 30m, 1h30m")->required();
-  pauseCommand->callback([&] { exitCode = pause(directories, duration); });
+  auto* durationOption = pauseCommand->add_option("DURATION", duration,
+                                                  "90s, 30m, 1h30m; without it: tell whether it is paused");
+  pauseCommand->add_flag("--json", pauseAsJson, "Tell it as one JSON object")->excludes(durationOption);
+  pauseCommand->callback(
+      [&] { exitCode = duration ? pause(directories, *duration) : pauseStatus(directories, pauseAsJson); });
   app.add_subcommand("resume", "End a pause")->callback([&] {
     exitCode = report(settingsCommand(directories, {.command = ControlCommand::resume}));
   });
@@ -98,10 +120,13 @@ int main(int argc, char** argv) {
   std::string key;
   std::string value;
   auto* settings = app.add_subcommand("settings", "List the settings, or read and change them");
+  bool settingsAsJson = false;
   settings->require_subcommand(0, 1);
+  settings->add_flag("--json", settingsAsJson, "Print JSON");
   auto* get = settings->add_subcommand("get", "Print one setting's value");
   get->add_option("KEY", key)->required();
-  get->callback([&] { exitCode = listSettings(directories, key); });
+  get->add_flag("--json", settingsAsJson, "Print one JSON object");
+  get->callback([&] { exitCode = getSetting(directories, key, settingsAsJson); });
   auto* setCommand = settings->add_subcommand("set", "Change one setting");
   setCommand->add_option("KEY", key)->required();
   setCommand->add_option("VALUE", value)->required();
@@ -110,7 +135,7 @@ int main(int argc, char** argv) {
   reset->callback(
       [&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
   settings->callback([&] {
-    if (settings->get_subcommands().empty()) exitCode = listSettings(directories, "");
+    if (settings->get_subcommands().empty()) exitCode = listSettings(directories, settingsAsJson);
   });
 
   UsageOptions usageOptions;
@@ -145,6 +170,25 @@ int main(int argc, char** argv) {
   auto* budgets = app.add_subcommand("budgets", "Tell each agent's context, quota and cost");
   budgets->add_flag("--json", budgetsAsJson, "Print JSON");
   budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
+
+  auto* login = app.add_subcommand("login", "Start the host when you log in");
+  login->require_subcommand(1);
+  login->add_subcommand("on", "Register it with the session's login items")->callback([&] {
+    exitCode = loginSwitchCommand(directories, true);
+  });
+  login->add_subcommand("off", "Take it off again, however it was put on")->callback([&] {
+    exitCode = loginSwitchCommand(directories, false);
+  });
+  bool loginAsJson = false;
+  auto* loginStatus = login->add_subcommand("status", "Tell what is registered");
+  loginStatus->add_flag("--json", loginAsJson, "Print one JSON object");
+  loginStatus->callback([&] { exitCode = loginStatusCommand(directories, loginAsJson); });
+
+  std::optional<std::string> diagnosticsFile;
+  auto* diagnostics = app.add_subcommand(
+      "diagnostics", "One JSON report of everything that decides whether the machine is kept awake");
+  diagnostics->add_option("FILE", diagnosticsFile, "Where to; standard output without it");
+  diagnostics->callback([&] { exitCode = diagnosticsCommand(directories, diagnosticsFile); });
 
   bool helperAsJson = false;
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
