@@ -9,6 +9,7 @@
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
 #include "VigiloApp/LoginCommands.h"
+#include "VigiloApp/OverviewCommand.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
@@ -18,6 +19,17 @@
 namespace {
 
 using namespace vigilo;
+
+constexpr const char* exitCodes =
+    "Exit codes:\n"
+    "   0  done\n"
+    "   1  failed; the message says why\n"
+    "   3  no host runs; of \"helper\": no helper answers\n"
+    "  64  a wrong command line or value\n"
+    "  69  the host does not answer, or is another version\n"
+    "  75  a host runs already\n"
+    "  77  not permitted\n"
+    "  78  the settings file cannot be read; nobody rewrites it then";
 
 // Prints what a command on the settings has to say, and gives its exit code.
 int report(const ControlResponse& response) {
@@ -78,7 +90,8 @@ int main(int argc, char** argv) {
   CLI::App app{"Keeps this machine awake while coding agents work, and lets it sleep when they are done.",
                "vigilo"};
   app.set_version_flag("--version", std::string("vigilo " VIGILO_VERSION));
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
+  app.footer(exitCodes);
 
   HostOptions hostOptions;
   auto* run = app.add_subcommand("run", "Run the host in the foreground until Ctrl-C");
@@ -206,5 +219,6 @@ int main(int argc, char** argv) {
     // Help and the version end with 0; a wrong command line is a usage error, whatever the library calls it.
     return app.exit(error) == 0 ? exitOk : exitUsage;
   }
+  if (app.get_subcommands().empty()) return overviewCommand(directories);
   return exitCode;
 }
