@@ -26,7 +26,7 @@ constexpr const char* exitCodes =
     "   1  failed; the message says why\n"
     "   3  no host runs; of \"helper\": no helper answers\n"
     "  64  a wrong command line or value\n"
-    "  69  the host does not answer, or is another version\n"
+    "  69  not to be had: a host that does not answer or is another version, an unreadable usage store\n"
     "  75  a host runs already\n"
     "  77  not permitted\n"
     "  78  the settings file cannot be read; nobody rewrites it then";

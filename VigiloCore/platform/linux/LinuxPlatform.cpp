@@ -3,8 +3,9 @@
 namespace vigilo {
 
 Platform Platform::ofThisMachine() {
-  return {makePowerAssertions(), makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider(), makeSystemReport()};
+  return {makePowerAssertions(),  makePowerSourceProvider(), makeThermalStateProvider(),
+          makeLidStateProvider(), makeProcessTable(),        makeRunningApplications(),
+          makeSystemReport()};
 }
 
 }  // namespace vigilo
