@@ -77,6 +77,7 @@ class Host {
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
   const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
+  const std::unique_ptr<AsioQueue> notificationsQueue_ = AsioQueue::withThread("com.vigilo.notifications");
   const std::unique_ptr<AsioQueue> diagnosticsQueue_ = AsioQueue::withThread("com.vigilo.diagnostics");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
@@ -102,6 +103,7 @@ class Host {
   const std::shared_ptr<ProcessMonitor> processes_;
   UsageStore usageStore_;
   const std::shared_ptr<UsageCoordinator> usage_;
+  const std::shared_ptr<NotificationController> notifications_;
   std::shared_ptr<AppCoordinator> coordinator_;
   std::unique_ptr<StatusSource> status_;
   std::unique_ptr<HostControl> hostControl_;
@@ -130,10 +132,15 @@ Host::Host(const Directories& directories)
                                        .queue = *usageQueue_,
                                        .clock = Date::now,
                                        .store = usageStore_,
-                                       .providers = usageProviders_.all()})) {
+                                       .providers = usageProviders_.all()})),
+      notifications_(NotificationController::create({.queue = *notificationsQueue_,
+                                                     .settings = settings_,
+                                                     .service = *platform_.userNotifications,
+                                                     .sounds = *platform_.systemSounds})) {
   SettingsStore::installShared(&settings_);
   UsageStore::installShared(&usageStore_);
   UsageCoordinator::installShared(usage_.get());
+  NotificationController::installShared(notifications_.get());
   LaunchAtLoginController::installShared(&launchAtLogin_);
   DiagnosticsExporter::installShared(&diagnostics_);
   battery_->queryPowerSource();
@@ -150,6 +157,7 @@ Host::Host(const Directories& directories)
                                          .processMonitor = processes_,
                                          .hookReceiver = receiver_,
                                          .usageCoordinator = usage_,
+                                         .notifications = notifications_,
                                          .diagnosticsExporter = &diagnostics_,
                                          .diagnosticsQueue = diagnosticsQueue_.get()});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
@@ -177,8 +185,8 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
-  for (AsioQueue* queue :
-       {control_.get(), diagnosticsQueue_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(),
+                           notificationsQueue_.get(), diagnosticsQueue_.get()})
     queue->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
@@ -191,6 +199,7 @@ int Host::run() {
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
+  NotificationController::installShared(nullptr);
   LaunchAtLoginController::installShared(nullptr);
   DiagnosticsExporter::installShared(nullptr);
   return exitOk;
@@ -235,6 +244,7 @@ std::string Host::introduction(const DeepSleepStatus& helper) const {
          row("deep hold  ", helperText(helper)) + row("lid        ", platform_.lidState->description()) +
          row("power      ", powerText(battery_->currentSnapshot())) +
          row("thermal    ", platform_.thermalState->description()) +
+         row("notices    ", platform_.userNotifications->description()) +
          row("settings   ", directories_.preferences + "/com.vigilo.app.toml");
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "VigiloApp/AgentsCommand.h"
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/DiagnosticsCommand.h"
 #include "VigiloApp/DurationText.h"
@@ -11,9 +12,11 @@
 #include "VigiloApp/LoginCommands.h"
 #include "VigiloApp/OverviewCommand.h"
 #include "VigiloApp/SettingsCommands.h"
+#include "VigiloApp/SetupCommand.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
+#include "platform/SystemSounds.h"
 #include "support/RecordCoder.h"
 
 namespace {
@@ -23,7 +26,7 @@ using namespace vigilo;
 constexpr const char* exitCodes =
     "Exit codes:\n"
     "   0  done\n"
-    "   1  failed; the message says why\n"
+    "   1  not done; the message says why\n"
     "   3  no host runs; of \"helper\": no helper answers\n"
     "  64  a wrong command line or value\n"
     "  69  not to be had: a host that does not answer or is another version, an unreadable usage store\n"
@@ -184,6 +187,25 @@ int main(int argc, char** argv) {
   budgets->add_flag("--json", budgetsAsJson, "Print JSON");
   budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
 
+  bool agentsAsJson = false;
+  auto* agents =
+      app.add_subcommand("agents", "Tell which agents are installed and whether they reach Vigilo");
+  agents->add_flag("--json", agentsAsJson, "Print JSON");
+  agents->callback([&] { exitCode = agentsCommand(directories, agentsAsJson); });
+
+  SetupOptions setupOptions;
+  auto* setup = app.add_subcommand("setup", "Show how to make an agent's hooks tell Vigilo what it is doing");
+  setup->add_option("AGENT", setupOptions.agent, "claude, codex, gemini, opencode, ...")->required();
+  setup->add_option("--relay", setupOptions.relay,
+                    "The relay's path; the one beside this program without it");
+  auto* setupAsJson = setup->add_flag("--json", setupOptions.json, "Print JSON");
+  auto* check = setup->add_flag("--check", setupOptions.check,
+                                "Wait for an event from the agent: exit 0 when one came, 1 when none did");
+  check->excludes(setupAsJson);
+  setup->add_option("--wait", setupOptions.wait, "How long to wait: 90s, 2m; a minute without it")
+      ->needs(check);
+  setup->callback([&] { exitCode = setupCommand(directories, setupOptions); });
+
   auto* login = app.add_subcommand("login", "Start the host when you log in");
   login->require_subcommand(1);
   login->add_subcommand("on", "Register it with the session's login items")->callback([&] {
@@ -212,6 +234,11 @@ int main(int argc, char** argv) {
   helperStatus->callback([&] { exitCode = helperStatusCommand(directories, helperAsJson); });
   helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
       ->callback([&] { exitCode = helperUninstallCommand(directories); });
+
+  std::string soundEvent;
+  auto* playSound = app.add_subcommand(soundPlayerArgument, "What the host starts for a sound")->group("");
+  playSound->add_option("EVENT", soundEvent)->required();
+  playSound->callback([&] { exitCode = runSoundPlayer(soundEvent); });
 
   try {
     app.parse(argc, argv);

@@ -83,6 +83,7 @@ std::shared_ptr<HookEventReceiverDelegate> AppCoordinator::hookEvents() const {
 
 void AppCoordinator::start() {
   log_.info("Starting Vigilo AppCoordinator...");
+  if (parts_.notifications != nullptr) parts_.notifications->requestAuthorization();
   parts_.batteryMonitor->start();
   parts_.thermalMonitor->start();
   // The lid is asked for on the bus.
@@ -237,12 +238,25 @@ void AppCoordinator::handleDecisionTransition(const WakeDecision& from, const Wa
   if (const auto* hold = to.hold()) {
     if (!from.isHolding()) protectionStartedAt.set(parts_.clock());
     requestHold(*hold);
-    // The notice that protection has started is posted here, for max(activeAgentCount, 1) agents, when it had
-    // not.
+    if (!from.isHolding() && parts_.notifications != nullptr)
+      parts_.notifications->notifyProtectionStarted(std::max(hold->activeAgentCount, 1));
   } else if (from.isHolding()) {
     protectionStartedAt.set(std::nullopt);
     holds_.release([] {});
-    // The notice that belongs to the new decision is posted here.
+    notifyOfEnd(to);
+  }
+}
+
+// What the user asked for himself, a pause say, is no news to him.
+void AppCoordinator::notifyOfEnd(const WakeDecision& decision) {
+  if (parts_.notifications == nullptr) return;
+  if (decision.release() != nullptr) {
+    parts_.notifications->notifyProtectionFinished();
+  } else if (decision.isBlocked(SafetyBlock::thermalCritical)) {
+    parts_.notifications->notifyThermalCutoff();
+  } else if (decision.isBlocked(SafetyBlock::batteryBelowFloor)) {
+    const auto percent = parts_.batteryMonitor->currentSnapshot().batteryPercent;
+    if (percent) parts_.notifications->notifyBatteryCutoff(*percent);
   }
 }
 

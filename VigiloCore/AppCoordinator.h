@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "HoldApplier.h"
+#include "NotificationController.h"
 #include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
@@ -48,9 +49,10 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<ProcessMonitor> processMonitor;      // none where processes are not looked at
-    std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
-    std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
+    std::shared_ptr<ProcessMonitor> processMonitor;         // none where processes are not looked at
+    std::shared_ptr<HookEventReceiver> hookReceiver;        // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;     // none where nothing is recorded
+    std::shared_ptr<NotificationController> notifications;  // none where nobody is told
     // Both or neither; they must outlive the coordinator. Reports are built on the queue.
     DiagnosticsExporter* diagnosticsExporter = nullptr;
     Queue* diagnosticsQueue = nullptr;
@@ -110,6 +112,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void publishPresentation(const WakeDecision& decision, Date now);
   void handleDecisionTransition(const WakeDecision& from, const WakeDecision& to);
   void requestHold(const WakeDecision::Hold& hold);
+  void notifyOfEnd(const WakeDecision& decision);
 
   const Components parts_;
   const WakePolicyEngine policyEngine_{};

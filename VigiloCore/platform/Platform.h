@@ -8,7 +8,9 @@
 #include "platform/ProcessTable.h"
 #include "platform/RunningApplications.h"
 #include "platform/SystemReport.h"
+#include "platform/SystemSounds.h"
 #include "platform/ThermalState.h"
+#include "platform/UserNotifications.h"
 #include "support/LogSink.h"
 
 namespace vigilo {
@@ -21,6 +23,8 @@ struct Platform {
   std::unique_ptr<LidStateProvider> lidState;
   std::unique_ptr<ProcessTable> processTable;
   std::unique_ptr<RunningApplications> runningApplications;
+  std::unique_ptr<UserNotifications> userNotifications;
+  std::unique_ptr<SystemSounds> systemSounds;
   std::unique_ptr<SystemReport> systemReport;
 
   static Platform ofThisMachine();

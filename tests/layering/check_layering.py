@@ -53,6 +53,8 @@ def faults(root):
                 yield f"{where}: the bus library outside platform/linux/"
             if name.startswith("nlohmann") and relative.name not in {"RecordCoding.h", "RecordCoding.cpp"}:
                 yield f"{where}: the JSON library outside the record coder"
+            if name.startswith("toml++") and relative.name != "TomlParsing.h":
+                yield f"{where}: the TOML library outside support/TomlParsing.h"
             if not quoted:
                 continue
             target = target_of(name)

@@ -192,7 +192,9 @@ void World::startHost() {
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
        .processMonitor = monitor,
        .hookReceiver = nullptr,
-       .usageCoordinator = nullptr});
+       .usageCoordinator = nullptr,
+       .notifications = NotificationController::create(
+           {.queue = *notificationsQueue_, .settings = *settings_, .service = desktop, .sounds = desktop})});
   coordinator_->start();
   time.runUntilIdle();
 }
@@ -202,6 +204,7 @@ void World::killHost() {
   main_ = nullptr;
   holds_ = nullptr;
   scans_ = nullptr;
+  notificationsQueue_ = nullptr;
   const auto before = machine.actions;
   coordinator_.reset();
   agents_.reset();
@@ -210,6 +213,7 @@ void World::killHost() {
   main_ = time.queue("main");
   holds_ = time.queue("com.vigilo.deepsleepcontroller");
   scans_ = time.queue(ProcessMonitor::queueLabel);
+  notificationsQueue_ = time.queue("com.vigilo.notifications");
 }
 
 void World::startHelper() {

@@ -10,6 +10,7 @@
 #include "AppCoordinator.h"
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperRequestHandler.h"
+#include "tests/support/FakeDesktop.h"
 #include "tests/support/MemoryDefaults.h"
 #include "tests/support/VirtualTime.h"
 
@@ -70,6 +71,7 @@ class World {
   VirtualTime time;
   Machine machine;
   MemoryDefaults defaults;
+  FakeDesktop desktop;
   bool helperHangs = false;     // takes requests and never answers in time
   bool scansProcesses = false;  // from the next start of the host on
 
@@ -81,6 +83,7 @@ class World {
   std::unique_ptr<Queue> main_ = time.queue("main");
   std::unique_ptr<Queue> holds_ = time.queue("com.vigilo.deepsleepcontroller");
   std::unique_ptr<Queue> scans_ = time.queue(ProcessMonitor::queueLabel);
+  std::unique_ptr<Queue> notificationsQueue_ = time.queue("com.vigilo.notifications");
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
 
   std::unique_ptr<SettingsStore> settings_;

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "platform/OwnProgram.h"
+#include "platform/ExecutablePath.h"
 #include "support/AtomicFile.h"
 
 namespace vigilo {
@@ -67,7 +67,7 @@ LinuxLoginItem::Places LinuxLoginItem::Places::ofCurrentUser(const Directories& 
   places.configDirs = splitPaths(std::getenv("XDG_CONFIG_DIRS"), "/etc/xdg");
   places.globalUnits = "/etc/systemd/user";
   places.programFolders = splitPaths(std::getenv("PATH"), "/usr/local/bin:/usr/bin:/bin");
-  places.program = ownProgram();
+  places.program = executablePath().value_or("");
   return places;
 }
 

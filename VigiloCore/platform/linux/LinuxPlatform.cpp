@@ -3,9 +3,15 @@
 namespace vigilo {
 
 Platform Platform::ofThisMachine() {
-  return {makePowerAssertions(),  makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider(), makeProcessTable(),        makeRunningApplications(),
-          makeSystemReport()};
+  return {.powerAssertions = makePowerAssertions(),
+          .powerSource = makePowerSourceProvider(),
+          .thermalState = makeThermalStateProvider(),
+          .lidState = makeLidStateProvider(),
+          .processTable = makeProcessTable(),
+          .runningApplications = makeRunningApplications(),
+          .userNotifications = makeUserNotifications(),
+          .systemSounds = makeSystemSounds(),
+          .systemReport = makeSystemReport()};
 }
 
 }  // namespace vigilo

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "platform/OwnProgram.h"
+#include "platform/ExecutablePath.h"
 #include "support/AtomicFile.h"
 
 namespace vigilo {
@@ -69,7 +69,7 @@ HelperInstallation findHelperUnit(const std::string& root, const std::string& ow
 }
 
 HelperInstallation findHelperInstallation() {
-  return findHelperUnit("", ownProgram());
+  return findHelperUnit("", executablePath().value_or(""));
 }
 
 }  // namespace vigilo
