@@ -22,7 +22,8 @@ std::string hooksText(const AgentReport& report, Date now) {
 }
 
 std::string versionText(const IntegrationStatus& status) {
-  if (!status.agentVersion) return status.isInstalled ? "unknown" : "";
+  const bool isAsked = status.isInstalled && status.integrationType != IntegrationType::process;
+  if (!status.agentVersion) return isAsked ? "unknown" : "";
   return printable(status.agentVersion->substr(0, status.agentVersion->find('\n')));
 }
 

@@ -116,7 +116,7 @@ void AppCoordinator::stop(std::function<void()> released) {
 }
 
 void AppCoordinator::tick() {
-  const Date now = parts_.clock();
+  const Date now = readClock();
   refreshInputsAfterPause(now);
   removeForgottenSessions(now);
   parts_.agentCoordinator->sweepStaleSessions(now);
@@ -137,6 +137,14 @@ void AppCoordinator::refreshInputsAfterPause(Date now) {
   log_.info("The clock moved by itself (a sleep, or the time was set): reading every input again");
   parts_.batteryMonitor->refresh();
   parts_.thermalMonitor->refresh();
+}
+
+// A clock that reads earlier than before was set back.
+Date AppCoordinator::readClock() {
+  const Date now = parts_.clock();
+  if (lastReading_ && now < *lastReading_) parts_.agentCoordinator->clockWasSetBack(*lastReading_ - now);
+  lastReading_ = now;
+  return now;
 }
 
 void AppCoordinator::removeForgottenSessions(Date now) {
@@ -179,15 +187,16 @@ void AppCoordinator::coordinatorDidUpdateSessions(SessionSnapshot sessions,
 
 void AppCoordinator::evaluate() {
   evaluationWaits_ = false;
+  readClock();
   PolicyEvaluationContext context;
   context.config = parts_.settings.policyConfig();
   context.sessions = parts_.agentCoordinator->sessions();
   context.powerSource = parts_.batteryMonitor->currentSnapshot();
   context.thermalState = parts_.thermalMonitor->currentThermalState();
-  context.now = parts_.clock();
   context.pauseUntil = parts_.settings.pauseUntil();
   context.lastActiveAgentStoppedAt = parts_.agentCoordinator->lastActiveAgentStoppedAt();
   context.isCurrentlyBatteryBlocked = isBatteryBlocked_;
+  context.now = parts_.clock();  // last: nothing that was read is later
   const WakeDecision decision = policyEngine_.evaluate(context);
 
   updateBatteryLatch(decision, context.powerSource, context.config);

@@ -18,7 +18,7 @@ constexpr HookState currentHooks[] = {
     {"Stop", AgentState::idle},           {"StopFailure", AgentState::idle},
     {"SessionEnd", AgentState::completed}};
 
-// The plain form's figure, as it has always been handed out.
+// Far too long where it counts as seconds; the relay limits itself, so it never comes to that.
 constexpr HookForm plainForm{.agent = AgentType::claude, .timeout = 5000};
 constexpr HookForm currentForm{
     .agent = AgentType::claude, .isNested = true, .isGuarded = true, .timeout = 5};  // seconds

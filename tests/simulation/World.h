@@ -33,6 +33,7 @@ struct Machine {
                                  .maxCapacity = 100,
                                  .timeToEmpty = std::nullopt};
   int thermal = 0;
+  bool isLidClosed = false;
   bool assertionsFail = false;
   // What the process table shows, where the host looks at it; when all of these began, and a child of theirs.
   std::vector<ProcessLine> processes;
@@ -64,7 +65,7 @@ class World {
   void event(AgentType agent, AgentState state, const std::string& session = "s1");
   void run(double seconds) { time.advance(seconds); }
 
-  AppCoordinator& host() { return *coordinator_; }
+  AppCoordinator& host() const { return *coordinator_; }
   bool hostRuns() const { return coordinator_ != nullptr; }
   bool helperRuns() const { return handler_ != nullptr; }
 
@@ -72,7 +73,8 @@ class World {
   Machine machine;
   MemoryDefaults defaults;
   FakeDesktop desktop;
-  bool helperHangs = false;     // takes requests and never answers in time
+  Actions requests;          // to the helper that changed or could have changed something, as they were sent
+  bool helperHangs = false;  // takes requests and never answers in time
   bool scansProcesses = false;  // from the next start of the host on
 
  private:
