@@ -1,5 +1,6 @@
 #include "VigiloApp/ControlProtocol.h"
 
+#include "VigiloApp/SettingsCommands.h"
 #include "policy/WakeDecisionCoding.h"
 #include "usage/BudgetMetricCoding.h"
 
@@ -8,11 +9,15 @@ namespace vigilo {
 VIGILO_RECORD_CODING(SettingsReport);
 VIGILO_RECORD_CODING(ShortcutReport);
 VIGILO_RECORD_CODING(StatusReport);
+VIGILO_RECORD_CODING(LoginItemReport);
 VIGILO_RECORD_CODING(ControlRequest);
 VIGILO_RECORD_CODING(ControlResponse);
 // The lists that `--json` prints.
 template std::string encodeRecord(const std::vector<SessionUsageRecord>&, CoderOptions);
 template std::string encodeRecord(const std::vector<ProviderBudgetReport>&, CoderOptions);
+template std::string encodeRecord(const PauseReport&, CoderOptions);
+template std::string encodeRecord(const SettingEntry&, CoderOptions);
+template std::string encodeRecord(const std::vector<SettingEntry>&, CoderOptions);
 
 namespace {
 

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "VigiloApp/DiagnosticsPages.h"
+#include "VigiloApp/LoginItemReport.h"
 #include "VigiloApp/StatusReport.h"
 #include "support/RecordCoder.h"
 #include "support/RecordFields.h"
@@ -49,6 +51,8 @@ enum class ControlCommand {
   usageSessions,  // limit, offset; as many as fit, newest first, and the number of events on record
   usageReset,
   budgets,
+  loginStatus,
+  diagnostics,  // first without a key; key, offset for the rest
 };
 
 template <>
@@ -64,7 +68,9 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
       std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
       std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
-      std::pair{ControlCommand::budgets, std::string_view("budgets")}};
+      std::pair{ControlCommand::budgets, std::string_view("budgets")},
+      std::pair{ControlCommand::loginStatus, std::string_view("loginStatus")},
+      std::pair{ControlCommand::diagnostics, std::string_view("diagnostics")}};
 };
 
 struct ControlRequest {
@@ -74,7 +80,7 @@ struct ControlRequest {
   std::optional<std::string> value;           // as the user typed it
   std::optional<double> seconds;              // of a pause
   std::optional<Date> from, to;               // of a summary, both ends included
-  std::optional<std::int64_t> limit, offset;  // of sessions
+  std::optional<std::int64_t> limit, offset;  // of what comes in pieces
 
   static constexpr auto fields() {
     using R = ControlRequest;
@@ -109,6 +115,8 @@ struct ControlResponse {
   std::optional<std::int64_t> usageEventCount;
   std::optional<std::vector<ProviderBudgetReport>> budgets;
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
+  std::optional<LoginItemReport> loginItem;           // loginStatus
+  std::optional<DiagnosticsPage> diagnostics;
 
   static constexpr auto fields() {
     using R = ControlResponse;
@@ -120,7 +128,9 @@ struct ControlResponse {
                       field("usageSummary", &R::usageSummary),
                       field("usageSessions", &R::usageSessions),
                       field("usageEventCount", &R::usageEventCount),
-                      field("budgets", &R::budgets)};
+                      field("budgets", &R::budgets),
+                      field("loginItem", &R::loginItem),
+                      field("diagnostics", &R::diagnostics)};
   }
 };
 

@@ -1,49 +1,70 @@
 #include "VigiloApp/HelperCommands.h"
 
 #include <cstdio>
-#include <optional>
 
-#include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/ControlClient.h"
+#include "VigiloApp/HelperReport.h"
 #include "helper/HelperTransport.h"
+#include "platform/HelperInstallation.h"
 #include "support/RecordCoder.h"
 
 namespace vigilo {
 namespace {
 
-// Asks the helper at the first path where one listens.
-std::optional<HelperResponse> ask(const Directories& directories, HelperCommand command) {
-  SocketHelperTransport transport;
-  std::optional<HelperResponse> result;
-  for (const std::string& path : {std::string(rootHelperSocket), directories.helperSocket()}) {
-    const std::string request = encodeRecord(HelperRequest{command, std::nullopt, std::nullopt});
-    transport.exchange(path, request, [&](HelperTransport::Outcome outcome, const std::string& reply) {
-      if (outcome != HelperTransport::Outcome::answered) return;
-      if (auto response = decodeRecord<HelperResponse>(reply)) result = *response;
-    });
-    if (result) break;
+// Only the host knows since when it holds: the helper knows its lease.
+std::optional<Date> holdingSince(const Directories& directories) {
+  const auto host = ControlClient(directories.controlSocket()).request({.command = ControlCommand::status});
+  if (!host || !host->status) return std::nullopt;
+  const auto* hold = host->status->currentDecision.hold();
+  return hold != nullptr && hold->requiresDeepHold ? host->status->protectionStartedAt : std::nullopt;
+}
+
+HelperReport reportOn(const Directories& directories) {
+  const HelperInstallation installation = findHelperInstallation();
+  HelperReport report;
+  report.unitFile = installation.unitFile;
+  report.isUnitEnabled = installation.isUnitEnabled;
+  report.program = installation.program;
+  if (const auto answer = askHelper(directories, HelperCommand::status)) {
+    report.isRunning = true;
+    report.socket = answer->socket;
+    report.isSystemHelper = answer->socket == rootHelperSocket;
+    report.status = answer->response.status;
   }
-  if (!result) std::fputs("vigilo: no helper answers\n", stderr);
-  return result;
+  report.isInstalled = report.isRunning || report.unitFile || report.program;
+  if (report.status && report.status->isDeepHoldActive) report.holdingSince = holdingSince(directories);
+  report.advice = helperAdvice(report);
+  return report;
 }
 
 }  // namespace
 
-int helperStatusCommand(const Directories& directories) {
-  const auto response = ask(directories, HelperCommand::status);
-  if (!response || !response->status) return exitNoHost;
-  const DeepSleepStatus& status = *response->status;
-  if (!status.isDeepHoldActive)
-    std::puts("The helper runs and holds nothing.");
-  else if (status.isAskedForButNotInForce())
-    std::puts("The helper runs; its hold is asked for, not in force.");
-  else
-    std::puts("The helper runs and holds system sleep off.");
-  return exitOk;
+std::optional<HelperAnswer> askHelper(const Directories& directories, HelperCommand command) {
+  SocketHelperTransport transport;
+  std::optional<HelperAnswer> result;
+  for (const std::string& path : {std::string(rootHelperSocket), directories.helperSocket()}) {
+    const std::string request = encodeRecord(HelperRequest{command, std::nullopt, std::nullopt});
+    transport.exchange(path, request, [&](HelperTransport::Outcome outcome, const std::string& reply) {
+      if (outcome != HelperTransport::Outcome::answered) return;
+      if (auto response = decodeRecord<HelperResponse>(reply)) result = {path, *response};
+    });
+    if (result) break;
+  }
+  return result;
+}
+
+int helperStatusCommand(const Directories& directories, bool json) {
+  const HelperReport report = reportOn(directories);
+  const std::string text =
+      json ? encodeRecord(report, exportForm) + "\n" : helperReportText(report, Date::now());
+  std::fputs(text.c_str(), stdout);
+  return report.isRunning ? exitOk : exitNoHost;
 }
 
 int helperUninstallCommand(const Directories& directories) {
-  const auto response = ask(directories, HelperCommand::uninstall);
-  return !response ? exitNoHost : response->ok ? exitOk : exitFailure;
+  const auto answer = askHelper(directories, HelperCommand::uninstall);
+  if (!answer) std::fputs("vigilo: no helper answers\n", stderr);
+  return !answer ? exitNoHost : answer->response.ok ? exitOk : exitFailure;
 }
 
 }  // namespace vigilo

@@ -1,12 +1,25 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
+#include "helper/HelperProtocol.h"
 #include "platform/Directories.h"
 
 namespace vigilo {
 
-// `vigilo helper status`: prints what the helper says; 3 when none answers.
-int helperStatusCommand(const Directories& directories);
+// `vigilo helper status`: whether it is installed and answers, what it holds, and what to do when not; 3 when
+// none answers.
+int helperStatusCommand(const Directories& directories, bool json);
 // `vigilo helper uninstall`: makes the helper give its hold back whoever asked for it; 3 when none answers.
 int helperUninstallCommand(const Directories& directories);
+
+struct HelperAnswer {
+  std::string socket;
+  HelperResponse response;
+};
+// Asks the helper at the first path where one answers; absent when none does. Blocks for two seconds a path
+// at most.
+std::optional<HelperAnswer> askHelper(const Directories& directories, HelperCommand command);
 
 }  // namespace vigilo

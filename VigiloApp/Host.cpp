@@ -19,6 +19,8 @@
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
 #include "VigiloApp/UsageProviders.h"
+#include "app/DiagnosticsExporter.h"
+#include "app/LaunchAtLoginController.h"
 #include "helper/VigiloWritePolicy.h"
 #include "platform/Platform.h"
 #include "support/AsioQueue.h"
@@ -87,10 +89,14 @@ class Host {
   const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
   const std::unique_ptr<AsioQueue> notificationsQueue_ = AsioQueue::withThread("com.vigilo.notifications");
   const std::unique_ptr<AsioQueue> shortcutQueue_ = AsioQueue::withThread("com.vigilo.shortcut");
+  const std::unique_ptr<AsioQueue> diagnosticsQueue_ = AsioQueue::withThread("com.vigilo.diagnostics");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
   const Platform platform_ = Platform::ofThisMachine();
+  const std::unique_ptr<LoginItem> loginItem_;
+  LaunchAtLoginController launchAtLogin_{*loginItem_};
+  DiagnosticsExporter diagnostics_{*platform_.systemReport};
   const std::unique_ptr<UserDefaults> defaults_;
   SettingsStore settings_{*defaults_};
   CancelToken outsideChanges_ = settings_.observeOutsideChanges(*main_);
@@ -125,6 +131,7 @@ class Host {
 Host::Host(const Directories& directories)
     : directories_(directories),
       usageProviders_(directories),
+      loginItem_(makeLoginItem(directories)),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
@@ -148,6 +155,8 @@ Host::Host(const Directories& directories)
   UsageCoordinator::installShared(usage_.get());
   NotificationController::installShared(notifications_.get());
   GlobalShortcutController::installShared(shortcut_.get());
+  LaunchAtLoginController::installShared(&launchAtLogin_);
+  DiagnosticsExporter::installShared(&diagnostics_);
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
@@ -163,7 +172,9 @@ Host::Host(const Directories& directories)
                                          .hookReceiver = receiver_,
                                          .usageCoordinator = usage_,
                                          .notifications = notifications_,
-                                         .shortcutController = shortcut_});
+                                         .shortcutController = shortcut_,
+                                         .diagnosticsExporter = &diagnostics_,
+                                         .diagnosticsQueue = diagnosticsQueue_.get()});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -176,7 +187,8 @@ Host::Host(const Directories& directories)
                                                                .lidMonitor = lid_,
                                                                .usage = usage_,
                                                                .shortcutController = shortcut_});
-  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
+  hostControl_ = std::make_unique<HostControl>(*control_, *main_, *status_, settings_, *defaults_, *usage_,
+                                               *coordinator_, launchAtLogin_);
 }
 
 int Host::run() {
@@ -190,8 +202,8 @@ int Host::run() {
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
   const bool shortcutIsGivenBack = comesToRest(*shortcutQueue_, shortcutPatience);
-  for (AsioQueue* queue :
-       {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(), notificationsQueue_.get()})
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(),
+                           notificationsQueue_.get(), diagnosticsQueue_.get()})
     queue->stopAndWait();
   if (shortcutIsGivenBack) shortcutQueue_->stopAndWait();
   usageProviders_.stopAndWait();
@@ -207,6 +219,8 @@ int Host::run() {
   UsageCoordinator::installShared(nullptr);
   NotificationController::installShared(nullptr);
   GlobalShortcutController::installShared(nullptr);
+  LaunchAtLoginController::installShared(nullptr);
+  DiagnosticsExporter::installShared(nullptr);
   return exitOk;
 }
 

@@ -50,7 +50,12 @@ ControlResponse list(const ControlRequest& request, const SettingsStore& setting
   return response;
 }
 
-ControlResponse set(const ControlRequest& request, SettingsStore& settings) {
+ControlResponse set(const ControlRequest& request, SettingsStore& settings, LaunchAtLoginController& login) {
+  // The setting mirrors the registration.
+  const bool registers =
+      request.key == "launchAtLogin" && (request.value == "true" || request.value == "false");
+  if (const auto error = registers ? login.update(request.value == "true") : std::nullopt)
+    return answer(exitFailure, "vigilo: launchAtLogin stays as it is. " + error->description);
   const auto value = settings.setText(request.key.value_or(""), request.value.value_or(""));
   if (!value) return answer(exitUsage, "vigilo: " + value.error().description);
   return answer(exitOk, *request.key + " = " + *value);
@@ -66,10 +71,11 @@ ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
       exitOk, "paused for " + durationText(*request.seconds) + (until ? ", until " + localTime(*until) : ""));
 }
 
-ControlResponse change(const ControlRequest& request, SettingsStore& settings) {
+ControlResponse change(const ControlRequest& request, SettingsStore& settings,
+                       LaunchAtLoginController& login) {
   switch (request.command) {
     case ControlCommand::setSetting:
-      return set(request, settings);
+      return set(request, settings, login);
     case ControlCommand::pause:
       return pause(request, settings);
     case ControlCommand::resume:
@@ -88,14 +94,18 @@ ControlResponse withoutHost(const Directories& directories, const ControlRequest
   const auto queue = AsioQueue::withThread("com.vigilo.settings");
   const auto defaults = makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *queue);
   SettingsStore settings(*defaults);
-  return carryOut(request, settings, *defaults);
+  const auto item = makeLoginItem(directories);
+  LaunchAtLoginController login(*item);
+  return carryOut(request, settings, *defaults, login);
 }
 
 }  // namespace
 
-ControlResponse carryOut(const ControlRequest& request, SettingsStore& settings, UserDefaults& defaults) {
-  ControlResponse response =
-      request.command == ControlCommand::listSettings ? list(request, settings) : change(request, settings);
+ControlResponse carryOut(const ControlRequest& request, SettingsStore& settings, UserDefaults& defaults,
+                         LaunchAtLoginController& login) {
+  ControlResponse response = request.command == ControlCommand::listSettings
+                                 ? list(request, settings)
+                                 : change(request, settings, login);
   if (response.exitCode != exitOk) return response;
   if (const auto error = defaults.synchronize()) {
     response.exitCode = exitBadSettingsFile;
@@ -120,6 +130,18 @@ ControlResponse settingsCommand(const Directories& directories, const ControlReq
   }
   return answer(exitUnavailable,
                 "vigilo: a host holds the settings but does not answer. End it and try again.");
+}
+
+PauseReport PauseReport::of(const std::string& value, Date now) {
+  const auto until = Date::fromIso8601(value);
+  if (!until || *until <= now) return {};
+  return {true, until};
+}
+
+std::string pauseText(const PauseReport& report, Date now) {
+  if (!report.isPaused) return "Protection is not paused.\n";
+  return "Protection is paused until " + localTime(*report.pauseUntil) + " (" +
+         durationText(*report.pauseUntil - now) + "). `vigilo resume` ends it.\n";
 }
 
 std::string settingsTable(const std::vector<SettingEntry>& entries) {

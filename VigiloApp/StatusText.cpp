@@ -181,6 +181,13 @@ std::string statusText(const StatusReport& report, Date now) {
   return text + sessionsText(report, now);
 }
 
+std::string statusSummary(const StatusReport& report) {
+  std::string text = headline(report);
+  if (const auto problem = deepHoldProblem(report.currentDecision, report.helperStatus))
+    text += row("deep sleep", *problem);
+  return text + row(report.currentDecision.isHolding() ? "ends" : "next", endText(report));
+}
+
 std::string decisionLine(const WakeDecision& decision) {
   if (const auto* hold = decision.hold()) {
     std::string text = hold->requiresDeepHold ? "holding, also with the lid closed: " : "holding: ";

@@ -12,6 +12,9 @@ namespace vigilo {
 // line feed. `now` is the reader's.
 std::string statusText(const StatusReport& report, Date now);
 
+// The same in a few lines: what is held and why, and what is not as it should be. Ends in a line feed.
+std::string statusSummary(const StatusReport& report);
+
 // "on battery, 57 %, 2 h 10 min left".
 std::string powerText(const PowerSourceSnapshot& power);
 

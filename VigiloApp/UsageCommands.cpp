@@ -10,6 +10,7 @@
 #include <functional>
 
 #include "VigiloApp/ControlClient.h"
+#include "VigiloApp/ExportFile.h"
 #include "VigiloApp/InstanceLock.h"
 #include "VigiloApp/TextTable.h"
 #include "VigiloApp/UsageAnswers.h"
@@ -170,19 +171,17 @@ int usageExportCommand(const Directories& directories, const std::optional<std::
   ControlResponse last;
   const ControlResponse summary = ask(directories, {.command = ControlCommand::usageSummary});
   auto sessions = allSessions(directories, 1LL << 40, last);
-  return finish(last, [&](const ControlResponse&) {
+  int written = exitOk;
+  const int exitCode = finish(last, [&](const ControlResponse&) {
     if (!sessions || !summary.usageSummary) return false;
     const ExportPayload payload{.exportedAt = Date::now(),
                                 .todaySummary = *summary.usageSummary,
                                 .sessions = *std::move(sessions),
                                 .eventCount = last.usageEventCount.value_or(0)};
-    const std::string text = encodeRecord(payload, exportForm) + "\n";
-    if (!file) return std::fputs(text.c_str(), stdout) >= 0;
-    const std::string path = file->front() == '/' ? *file : std::string("./") + *file;
-    const auto error = replaceFile(path, text, VigiloWritePolicy::exportGate(directories));
-    if (error) std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
-    return !error;
+    written = writeExport(directories, file, encodeRecord(payload, exportForm) + "\n");
+    return true;
   });
+  return exitCode == exitOk ? written : exitCode;
 }
 
 int usageResetCommand(const Directories& directories, bool yes) {

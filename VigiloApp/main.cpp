@@ -8,19 +8,34 @@
 #include "VigiloApp/AgentsCommand.h"
 #include "VigiloApp/Completion.h"
 #include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/DiagnosticsCommand.h"
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
+#include "VigiloApp/LoginCommands.h"
+#include "VigiloApp/OverviewCommand.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/SetupCommand.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "platform/Directories.h"
 #include "platform/SystemSounds.h"
+#include "support/RecordCoder.h"
 
 namespace {
 
 using namespace vigilo;
+
+constexpr const char* exitCodes =
+    "Exit codes:\n"
+    "   0  done\n"
+    "   1  not done; the message says why\n"
+    "   3  no host runs; of \"helper\": no helper answers\n"
+    "  64  a wrong command line or value\n"
+    "  69  not to be had: a host that does not answer or is another version, an unreadable usage store\n"
+    "  75  a host runs already\n"
+    "  77  not permitted\n"
+    "  78  the settings file cannot be read; nobody rewrites it then";
 
 // Prints what a command on the settings has to say, and gives its exit code.
 int report(const ControlResponse& response) {
@@ -46,15 +61,30 @@ int pause(const Directories& directories, const std::string& text) {
   return report(settingsCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
 }
 
-int listSettings(const Directories& directories, const std::string& onlyKey) {
+int pauseStatus(const Directories& directories, bool json) {
   const ControlResponse response =
-      settingsCommand(directories, {.command = ControlCommand::listSettings,
-                                    .key = onlyKey.empty() ? std::nullopt : std::optional(onlyKey)});
+      settingsCommand(directories, {.command = ControlCommand::listSettings, .key = "pauseUntil"});
+  if (!response.settings || response.settings->empty()) return report(response);
+  const Date now = Date::now();
+  const auto pause = PauseReport::of(response.settings->front().value, now);
+  std::fputs((json ? encodeRecord(pause, exportForm) + "\n" : pauseText(pause, now)).c_str(), stdout);
+  return report(response);
+}
+
+int listSettings(const Directories& directories, bool json) {
+  const ControlResponse response = settingsCommand(directories, {.command = ControlCommand::listSettings});
   if (!response.settings) return report(response);
-  if (onlyKey.empty())
-    std::fputs(settingsTable(*response.settings).c_str(), stdout);
-  else
-    for (const auto& entry : *response.settings) std::printf("%s\n", entry.value.c_str());
+  const auto& entries = *response.settings;
+  std::fputs((json ? encodeRecord(entries, exportForm) + "\n" : settingsTable(entries)).c_str(), stdout);
+  return report(response);
+}
+
+int getSetting(const Directories& directories, const std::string& key, bool json) {
+  const ControlResponse response =
+      settingsCommand(directories, {.command = ControlCommand::listSettings, .key = key});
+  if (!response.settings || response.settings->empty()) return report(response);
+  const auto& entry = response.settings->front();
+  std::printf("%s\n", json ? encodeRecord(entry, exportForm).c_str() : entry.value.c_str());
   return report(response);
 }
 
@@ -66,7 +96,8 @@ int main(int argc, char** argv) {
   CLI::App app{"Keeps this machine awake while coding agents work, and lets it sleep when they are done.",
                "vigilo"};
   app.set_version_flag("--version", std::string("vigilo " VIGILO_VERSION));
-  app.require_subcommand(1);
+  app.require_subcommand(0, 1);
+  app.footer(exitCodes);
 
   HostOptions hostOptions;
   auto* run = app.add_subcommand("run", "Run the host in the foreground until Ctrl-C");
@@ -87,10 +118,14 @@ int main(int argc, char** argv) {
     exitCode = set(directories, "masterEnabled", "false");
   });
 
-  std::string duration;
+  std::optional<std::string> duration;
+  bool pauseAsJson = false;
   auto* pauseCommand = app.add_subcommand("pause", "Let the machine sleep for a while, whatever agents do");
-  pauseCommand->add_option("DURATION", duration, "90s, 30m, 1h30m")->required();
-  pauseCommand->callback([&] { exitCode = pause(directories, duration); });
+  auto* durationOption = pauseCommand->add_option("DURATION", duration,
+                                                  "90s, 30m, 1h30m; without it: tell whether it is paused");
+  pauseCommand->add_flag("--json", pauseAsJson, "Tell it as one JSON object")->excludes(durationOption);
+  pauseCommand->callback(
+      [&] { exitCode = duration ? pause(directories, *duration) : pauseStatus(directories, pauseAsJson); });
   app.add_subcommand("resume", "End a pause")->callback([&] {
     exitCode = report(settingsCommand(directories, {.command = ControlCommand::resume}));
   });
@@ -104,10 +139,13 @@ int main(int argc, char** argv) {
   std::string key;
   std::string value;
   auto* settings = app.add_subcommand("settings", "List the settings, or read and change them");
+  bool settingsAsJson = false;
   settings->require_subcommand(0, 1);
+  settings->add_flag("--json", settingsAsJson, "Print JSON");
   auto* get = settings->add_subcommand("get", "Print one setting's value");
   get->add_option("KEY", key)->required();
-  get->callback([&] { exitCode = listSettings(directories, key); });
+  get->add_flag("--json", settingsAsJson, "Print one JSON object");
+  get->callback([&] { exitCode = getSetting(directories, key, settingsAsJson); });
   auto* setCommand = settings->add_subcommand("set", "Change one setting");
   setCommand->add_option("KEY", key)->required();
   setCommand->add_option("VALUE", value)->required();
@@ -116,7 +154,7 @@ int main(int argc, char** argv) {
   reset->callback(
       [&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
   settings->callback([&] {
-    if (settings->get_subcommands().empty()) exitCode = listSettings(directories, "");
+    if (settings->get_subcommands().empty()) exitCode = listSettings(directories, settingsAsJson);
   });
 
   UsageOptions usageOptions;
@@ -171,11 +209,32 @@ int main(int argc, char** argv) {
       ->needs(check);
   setup->callback([&] { exitCode = setupCommand(directories, setupOptions); });
 
+  auto* login = app.add_subcommand("login", "Start the host when you log in");
+  login->require_subcommand(1);
+  login->add_subcommand("on", "Register it with the session's login items")->callback([&] {
+    exitCode = loginSwitchCommand(directories, true);
+  });
+  login->add_subcommand("off", "Take it off again, however it was put on")->callback([&] {
+    exitCode = loginSwitchCommand(directories, false);
+  });
+  bool loginAsJson = false;
+  auto* loginStatus = login->add_subcommand("status", "Tell what is registered");
+  loginStatus->add_flag("--json", loginAsJson, "Print one JSON object");
+  loginStatus->callback([&] { exitCode = loginStatusCommand(directories, loginAsJson); });
+
+  std::optional<std::string> diagnosticsFile;
+  auto* diagnostics = app.add_subcommand(
+      "diagnostics", "One JSON report of everything that decides whether the machine is kept awake");
+  diagnostics->add_option("FILE", diagnosticsFile, "Where to; standard output without it");
+  diagnostics->callback([&] { exitCode = diagnosticsCommand(directories, diagnosticsFile); });
+
+  bool helperAsJson = false;
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
   helper->require_subcommand(1);
-  helper->add_subcommand("status", "Tell whether a helper runs and what it holds")->callback([&] {
-    exitCode = helperStatusCommand(directories);
-  });
+  auto* helperStatus = helper->add_subcommand(
+      "status", "Tell whether a helper is installed and answers, what it holds, and what to do when not");
+  helperStatus->add_flag("--json", helperAsJson, "Print one JSON object");
+  helperStatus->callback([&] { exitCode = helperStatusCommand(directories, helperAsJson); });
   helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
       ->callback([&] { exitCode = helperUninstallCommand(directories); });
 
@@ -196,5 +255,6 @@ int main(int argc, char** argv) {
     // Help and the version end with 0; a wrong command line is a usage error, whatever the library calls it.
     return app.exit(error) == 0 ? exitOk : exitUsage;
   }
+  if (app.get_subcommands().empty()) return overviewCommand(directories);
   return exitCode;
 }

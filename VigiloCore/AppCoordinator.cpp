@@ -287,6 +287,18 @@ void AppCoordinator::requestHold(const WakeDecision::Hold& hold) {
   holds_.hold({hold.reason, parts_.settings.preventDisplaySleep(), hold.requiresDeepHold});
 }
 
+void AppCoordinator::exportDiagnosticsJSON(std::function<void(std::string json)> done) const {
+  if (parts_.diagnosticsExporter == nullptr) return done("{}");
+  parts_.diagnosticsQueue->async([exporter = parts_.diagnosticsExporter, decision = currentDecision.get(),
+                                  power = parts_.batteryMonitor->currentSnapshot(),
+                                  thermal = parts_.thermalMonitor->currentThermalState(),
+                                  sessions = activeSessionsList.get(), helper = helperStatus.get(),
+                                  done = std::move(done)]() mutable {
+    done(exporter->exportJSON(
+        exporter->generateReport(decision, power, thermal, std::move(sessions), std::move(helper))));
+  });
+}
+
 double AppCoordinator::elapsedProtectionSeconds() const {
   const auto& since = protectionStartedAt.get();
   return since ? parts_.clock() - *since : 0;

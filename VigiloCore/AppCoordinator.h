@@ -14,6 +14,7 @@
 #include "agents/HookPrecedence.h"
 #include "agents/ProcessMonitor.h"
 #include "app/AgentFamilyPresentation.h"
+#include "app/DiagnosticsExporter.h"
 #include "app/GlobalShortcutController.h"
 #include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
@@ -54,6 +55,9 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<UsageCoordinator> usageCoordinator;            // none where nothing is recorded
     std::shared_ptr<NotificationController> notifications;         // none where nobody is told
     std::shared_ptr<GlobalShortcutController> shortcutController;  // none where there is no keyboard to watch
+    // Both or neither; they must outlive the coordinator. Reports are built on the queue.
+    DiagnosticsExporter* diagnosticsExporter = nullptr;
+    Queue* diagnosticsQueue = nullptr;
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -77,6 +81,10 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
 
   // Seconds under protection; 0 when not protecting.
   double elapsedProtectionSeconds() const;
+
+  // The diagnostics report as JSON, built from the state as it is now. `done` comes on the diagnostics queue,
+  // since everybody's assertions are asked for first; without an exporter it comes at once, with "{}".
+  void exportDiagnosticsJSON(std::function<void(std::string json)> done) const;
 
   // Published: observers are told before the value changes. Set by every evaluation.
   Published<WakeDecision> currentDecision{WakeDecision::Release{"Initializing"}};

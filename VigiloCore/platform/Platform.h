@@ -8,6 +8,7 @@
 #include "platform/PowerSource.h"
 #include "platform/ProcessTable.h"
 #include "platform/RunningApplications.h"
+#include "platform/SystemReport.h"
 #include "platform/SystemSounds.h"
 #include "platform/ThermalState.h"
 #include "platform/UserNotifications.h"
@@ -26,6 +27,7 @@ struct Platform {
   std::unique_ptr<UserNotifications> userNotifications;
   std::unique_ptr<SystemSounds> systemSounds;
   std::unique_ptr<KeyMonitor> keyMonitor;
+  std::unique_ptr<SystemReport> systemReport;
 
   static Platform ofThisMachine();
 };

@@ -131,7 +131,7 @@ class UsageTest(harness.TestCase):
 
     def test_an_export_goes_where_the_user_says_but_never_into_an_agents_folder(self):
         self.start_host().stop()
-        for name, code in (("report.json", 0), (".claude/report.json", 69), ("../" + self.home.name + "/.ssh/x", 69)):
+        for name, code in (("report.json", 0), (".claude/report.json", 77), ("../" + self.home.name + "/.ssh/x", 77)):
             result = self.vigilo("usage", "export", name, cwd=self.home)
             self.assertEqual((result.returncode, (self.home / name).exists()), (code, code == 0), result.stderr)
 

@@ -11,7 +11,8 @@ Platform Platform::ofThisMachine() {
           .runningApplications = makeRunningApplications(),
           .userNotifications = makeUserNotifications(),
           .systemSounds = makeSystemSounds(),
-          .keyMonitor = makeKeyMonitor()};
+          .keyMonitor = makeKeyMonitor(),
+          .systemReport = makeSystemReport()};
 }
 
 }  // namespace vigilo

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace vigilo {
+
+// Where the helper daemon is installed, whether it runs or not.
+struct HelperInstallation {
+  std::optional<std::string> unitFile;  // the service manager's
+  bool isUnitEnabled = false;           // it starts with the machine
+  std::optional<std::string> program;   // that the unit starts, or that lies beside the calling program
+};
+
+// Looks at the files only. Thread-safe.
+HelperInstallation findHelperInstallation();
+
+}  // namespace vigilo

@@ -1,0 +1,43 @@
+#include "VigiloApp/HelperReport.h"
+
+#include <gtest/gtest.h>
+
+namespace vigilo {
+namespace {
+
+HelperReport running(bool asRoot, bool active, bool inForce) {
+  return {.isInstalled = true,
+          .isRunning = true,
+          .socket = "/run/helper.sock",
+          .isSystemHelper = asRoot,
+          .status = DeepSleepStatus{
+              .isHelperInstalled = true, .isDeepHoldActive = active, .currentSystemSleepDisabled = inForce}};
+}
+
+TEST(HelperReport, SaysHowItIsAndWhatToDo) {
+  struct Row {
+    HelperReport report;
+    const char* state;
+    std::optional<const char*> advice;
+  };
+  const Row rows[] = {
+      {{}, "No helper is installed", "package"},
+      {{.isInstalled = true, .program = "/opt/VigiloHelper"}, "does not run", "sudo \"/opt/VigiloHelper\""},
+      {{.isInstalled = true, .unitFile = "/lib/vigilo-helper.service"},
+       "does not run",
+       "systemctl enable --now"},
+      {running(true, false, false), "holds nothing", {}},
+      {running(true, true, true), "holds system sleep off, also with the lid closed", {}},
+      {running(true, true, false), "not in force, so a closed lid suspends", "journalctl"},
+      {running(false, true, true), "holds system sleep off", "without root"}};
+  for (const auto& [report, state, advice] : rows) {
+    const auto found = helperAdvice(report);
+    EXPECT_EQ(found.has_value(), advice.has_value()) << state;
+    EXPECT_NE(found.value_or("").find(advice.value_or("")), std::string::npos) << state;
+    const std::string text = helperReportText(report, Date());
+    EXPECT_NE(text.find(state), std::string::npos) << text;
+  }
+}
+
+}  // namespace
+}  // namespace vigilo
