@@ -121,6 +121,7 @@ class Life {
 
   // Keeps account of what the user is to be told, and when the helper may be asked for a hold again.
   void decided(const WakeDecision& now) {
+    counts_ = counts_ || countsAsActive();
     const bool was = decision_.isHolding();
     if (!was && now.isHolding()) {
       world_.requests.emplace_back("hold");
@@ -169,7 +170,7 @@ class Life {
     forbidden_.update(runs && (thermal_ == 3 || (!onAC_ && percent_ <= 15) || now < pauseUntil_));
     working_.update(!active_.empty());
     counted_.update(runs && countsAsActive());
-    uncounted_.update(runs && !countsAsActive());
+    uncounted_.update(runs && !std::exchange(counts_, false));
     hostRuns_.update(runs);
     hostGone_.update(!runs);
     notHolding_.update(!runs || !decision_.isHolding());
@@ -214,6 +215,7 @@ class Life {
   int leasesLastUntil_ = 0;  // on the helper's clock, which was set back
   bool askedToRelease_ = false;
   WakeDecision decision_;
+  bool counts_ = false;  // whether a session counted as active at any moment of the second
   test::Actions expectedNotices_;
   std::map<std::string, Date> active_;  // when each active session last reported
   Since allowed_, forbidden_, working_, counted_, uncounted_, hostRuns_, hostGone_, notHolding_,
