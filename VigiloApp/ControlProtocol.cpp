@@ -7,11 +7,13 @@ namespace vigilo {
 
 VIGILO_RECORD_CODING(SettingsReport);
 VIGILO_RECORD_CODING(StatusReport);
+VIGILO_RECORD_CODING(LogEntry);
 VIGILO_RECORD_CODING(ControlRequest);
 VIGILO_RECORD_CODING(ControlResponse);
 // The lists that `--json` prints.
 template std::string encodeRecord(const std::vector<SessionUsageRecord>&, CoderOptions);
 template std::string encodeRecord(const std::vector<ProviderBudgetReport>&, CoderOptions);
+template std::string encodeRecord(const std::vector<LogEntry>&, CoderOptions);
 
 namespace {
 
@@ -29,6 +31,11 @@ void keepNewest(StatusReport& status, std::size_t count) {
 bool shorten(ControlResponse& response) {
   if (response.status && !response.status->activeSessionsList.empty()) {
     keepNewest(*response.status, response.status->activeSessionsList.size() / 2);
+    return true;
+  }
+  if (response.recentLog && !response.recentLog->empty()) {
+    auto& entries = *response.recentLog;
+    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>((entries.size() + 1) / 2));
     return true;
   }
   if (!response.usageSessions || response.usageSessions->empty()) return false;

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "VigiloApp/RecentLog.h"
 #include "VigiloApp/StatusReport.h"
 #include "support/RecordCoder.h"
 #include "support/RecordFields.h"
@@ -49,6 +50,8 @@ enum class ControlCommand {
   usageSessions,  // limit, offset; as many as fit, newest first, and the number of events on record
   usageReset,
   budgets,
+  usageHours,  // limit: how many of the last hours
+  recentLog,   // limit
 };
 
 template <>
@@ -64,7 +67,9 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
       std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
       std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
-      std::pair{ControlCommand::budgets, std::string_view("budgets")}};
+      std::pair{ControlCommand::budgets, std::string_view("budgets")},
+      std::pair{ControlCommand::usageHours, std::string_view("usageHours")},
+      std::pair{ControlCommand::recentLog, std::string_view("recentLog")}};
 };
 
 struct ControlRequest {
@@ -74,7 +79,7 @@ struct ControlRequest {
   std::optional<std::string> value;           // as the user typed it
   std::optional<double> seconds;              // of a pause
   std::optional<Date> from, to;               // of a summary, both ends included
-  std::optional<std::int64_t> limit, offset;  // of sessions
+  std::optional<std::int64_t> limit, offset;  // of lists
 
   static constexpr auto fields() {
     using R = ControlRequest;
@@ -109,6 +114,8 @@ struct ControlResponse {
   std::optional<std::int64_t> usageEventCount;
   std::optional<std::vector<ProviderBudgetReport>> budgets;
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
+  std::optional<std::vector<UsageHour>> usageHours;   // oldest first
+  std::optional<std::vector<LogEntry>> recentLog;     // newest last
 
   static constexpr auto fields() {
     using R = ControlResponse;
@@ -120,7 +127,9 @@ struct ControlResponse {
                       field("usageSummary", &R::usageSummary),
                       field("usageSessions", &R::usageSessions),
                       field("usageEventCount", &R::usageEventCount),
-                      field("budgets", &R::budgets)};
+                      field("budgets", &R::budgets),
+                      field("usageHours", &R::usageHours),
+                      field("recentLog", &R::recentLog)};
   }
 };
 

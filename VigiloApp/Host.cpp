@@ -15,6 +15,8 @@
 #include "VigiloApp/HostControl.h"
 #include "VigiloApp/HostLog.h"
 #include "VigiloApp/InstanceLock.h"
+#include "VigiloApp/RecentLog.h"
+#include "VigiloApp/SessionNews.h"
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
 #include "VigiloApp/UsageProviders.h"
@@ -56,7 +58,7 @@ std::string helperText(const DeepSleepStatus& helper) {
 // the last to go, and `run` brings them to rest before anything else is destroyed.
 class Host {
  public:
-  explicit Host(const Directories& directories);
+  Host(const Directories& directories, RecentLog& recentLog);
   int run();
 
  private:
@@ -68,6 +70,7 @@ class Host {
   void shutDown();
 
   const Directories directories_;
+  RecentLog& recentLog_;
   const std::unique_ptr<AsioQueue> main_ = AsioQueue::mainQueue();
   const std::unique_ptr<AsioQueue> holds_ = AsioQueue::withThread("com.vigilo.deepsleepcontroller");
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
@@ -98,14 +101,16 @@ class Host {
   std::unique_ptr<HostControl> hostControl_;
   std::unique_ptr<ControlServer> controlServer_;  // on the control queue
   TerminalReport terminal_;
+  SessionNews sessionNews_;
   std::optional<StatusReport> lastPublished_;
   Date lastLook_;
   bool wasHolding_ = false;
   bool stopping_ = false;
 };
 
-Host::Host(const Directories& directories)
+Host::Host(const Directories& directories, RecentLog& recentLog)
     : directories_(directories),
+      recentLog_(recentLog),
       usageProviders_(directories),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
@@ -144,11 +149,14 @@ Host::Host(const Directories& directories)
                                                                .thermalMonitor = thermal_,
                                                                .lidMonitor = lid_,
                                                                .usage = usage_});
-  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_);
+  hostControl_ = std::make_unique<HostControl>(*main_, *status_, settings_, *defaults_, *usage_, recentLog_);
 }
 
 int Host::run() {
   main_->onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { shutDown(); });
+  terminal_.onLine = [this](const std::string& line) {
+    recentLog_.add(Date::now(), "decision", line.substr(line.find_first_not_of(' ')));
+  };
   coordinator_->onEvaluated = [this] { show(); };
   status_->onRefreshed = [this] { show(); };
   startControl();
@@ -223,6 +231,8 @@ void Host::show() {
     status_->refresh();
   }
   wasHolding_ = decision.isHolding();
+  for (const auto& news : sessionNews_.since(coordinator_->activeSessionsList.get()))
+    recentLog_.add(Date::now(), "session", news);
   terminal_.show(decision, coordinator_->helperStatus.get(), Date::now());
   publishToFollowers();
 }
@@ -257,9 +267,10 @@ int runHost(const Directories& directories, HostOptions options) {
   if (!lock.lock)
     return refuse(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
   std::signal(SIGPIPE, SIG_IGN);
-  HostLog log(options.verbose);
+  RecentLog recentLog;
+  HostLog log(options.verbose, recentLog);
   installLogSink(&log);
-  const int exitCode = Host(directories).run();
+  const int exitCode = Host(directories, recentLog).run();
   installLogSink(nullptr);
   return exitCode;
 }

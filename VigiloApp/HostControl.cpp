@@ -1,5 +1,7 @@
 #include "VigiloApp/HostControl.h"
 
+#include <algorithm>
+
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/UsageAnswers.h"
 
@@ -16,7 +18,10 @@ void HostControl::handle(const ControlRequest& request, const ControlServer::Res
       return resetUsage(respond);
     case ControlCommand::usageSummary:
     case ControlCommand::usageSessions:
+    case ControlCommand::usageHours:
       return usage_.ask([request, respond](UsageStore& store) { respond(answerFromStore(request, store)); });
+    case ControlCommand::recentLog:
+      return answerRecentLog(request, respond);
     default:
       break;
   }
@@ -44,6 +49,13 @@ void HostControl::answerBudgets(const ControlServer::Respond& respond) {
     for (const auto& [agent, report] : usage.latestBudgetReports.get()) response.budgets->push_back(report);
     respond(std::move(response));
   });
+}
+
+void HostControl::answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond) {
+  ControlResponse response;
+  const auto limit = std::max<std::int64_t>(request.limit.value_or(RecentLog::mostEntries), 0);
+  response.recentLog = recentLog_.newest(static_cast<std::size_t>(limit));
+  respond(std::move(response));
 }
 
 void HostControl::resetUsage(const ControlServer::Respond& respond) {

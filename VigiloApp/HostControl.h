@@ -13,14 +13,20 @@ class HostControl {
  public:
   // All must outlive the control queue's work.
   HostControl(Queue& mainQueue, StatusSource& status, SettingsStore& settings, UserDefaults& defaults,
-              UsageCoordinator& usage)
-      : mainQueue_(mainQueue), status_(status), settings_(settings), defaults_(defaults), usage_(usage) {}
+              UsageCoordinator& usage, const RecentLog& recentLog)
+      : mainQueue_(mainQueue),
+        status_(status),
+        settings_(settings),
+        defaults_(defaults),
+        usage_(usage),
+        recentLog_(recentLog) {}
 
   void handle(const ControlRequest& request, const ControlServer::Respond& respond);
 
  private:
   void answerStatus(const ControlServer::Respond& respond);
   void answerBudgets(const ControlServer::Respond& respond);
+  void answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond);
   void resetUsage(const ControlServer::Respond& respond);
 
   Queue& mainQueue_;
@@ -28,6 +34,7 @@ class HostControl {
   SettingsStore& settings_;
   UserDefaults& defaults_;
   UsageCoordinator& usage_;
+  const RecentLog& recentLog_;
 };
 
 }  // namespace vigilo

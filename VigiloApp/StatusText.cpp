@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 
 #include "VigiloApp/DurationText.h"
@@ -170,6 +171,11 @@ std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
   if (helper->isAskedForButNotInForce()) return "asked for, not in force: a closed lid suspends";
   if (!helper->isDeepHoldActive) return "not held: the helper gave no lease, so a closed lid suspends";
   return std::nullopt;
+}
+
+std::optional<double> debounceSeconds(const WakeDecision::Hold& hold) {
+  if (!isDebounce(hold)) return std::nullopt;
+  return std::strtod(hold.reason.c_str() + debounceReason.size(), nullptr);
 }
 
 bool sameButForTime(StatusReport before, StatusReport now) {

@@ -23,6 +23,10 @@ std::string decisionLine(const WakeDecision& decision);
 std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
                                            const std::optional<DeepSleepStatus>& helper);
 
+// How long a hold goes on after the last agent has stopped, as it was when the decision was made; absent for
+// a hold of another reason.
+std::optional<double> debounceSeconds(const WakeDecision::Hold& hold);
+
 // Whether the second decision is news to somebody who has read the first: a debounce that counts down is not.
 bool isNews(const WakeDecision& before, const WakeDecision& now);
 

@@ -28,6 +28,7 @@ void TerminalReport::show(const WakeDecision& decision, const std::optional<Deep
 }
 
 void TerminalReport::line(Date now, const std::string& text) {
+  if (onLine) onLine(text);
   std::printf("%s %s\n", localTime(now).c_str(), text.c_str());
   std::fflush(stdout);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -15,6 +16,8 @@ class TerminalReport {
  public:
   // The lines of the start; nothing else is written before them.
   void introduce(const std::string& lines);
+  // Called with each line, without its time. May be empty.
+  std::function<void(const std::string&)> onLine;
   // The host has evaluated, or knows more about the helper.
   void show(const WakeDecision& decision, const std::optional<DeepSleepStatus>& helper, Date now);
 
