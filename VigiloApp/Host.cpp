@@ -154,9 +154,7 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
 
 int Host::run() {
   main_->onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { shutDown(); });
-  terminal_.onLine = [this](const std::string& line) {
-    recentLog_.add(Date::now(), "decision", line.substr(line.find_first_not_of(' ')));
-  };
+  terminal_.onNews = [this](const std::string& news) { recentLog_.add(Date::now(), "decision", news); };
   coordinator_->onEvaluated = [this] { show(); };
   status_->onRefreshed = [this] { show(); };
   startControl();
@@ -225,8 +223,8 @@ void Host::show() {
     defaults_->checkForChanges();
   }
   const WakeDecision& decision = coordinator_->currentDecision.get();
-  if (decision.isHolding() && !wasHolding_) {
-    // What the helper said before the hold says nothing about it.
+  if (decision.isHolding() != wasHolding_) {
+    // What the helper said before says nothing about the hold that has begun or ended.
     coordinator_->helperStatus.set(std::nullopt);
     status_->refresh();
   }

@@ -33,11 +33,11 @@ std::vector<std::string> SessionNews::since(const std::vector<AgentSession>& ses
     now[session.id] = {session.agentType, session.state};
     const auto before = known_.find(session.id);
     if (before != known_.end() && before->second.state == session.state) continue;
-    news.push_back(std::string(displayName(session.agentType)) + " " + verb(session.state) + ": " +
-                   session.id + (session.cwd ? " in " + *session.cwd : ""));
+    news.push_back(std::string(displayName(session.agentType)) + " " + verb(session.state) +
+                   (session.cwd ? " in " + *session.cwd : "") + ", session " + session.id);
   }
   for (const auto& [id, session] : known_) {
-    if (!now.contains(id)) news.push_back(std::string(displayName(session.agent)) + " has gone: " + id);
+    if (!now.contains(id)) news.push_back(std::string(displayName(session.agent)) + " has gone, session " + id);
   }
   known_ = std::move(now);
   return news;

@@ -8,8 +8,8 @@
 
 namespace vigilo {
 
-// Tells in words what has changed among the sessions since the last look: "Claude Code is working: c353 in
-// /home/me/proj". An event that leaves a session's state alone is no news. Not thread-safe.
+// Tells in words what has changed among the sessions since the last look: "Claude Code is working in
+// /home/me/proj, session c353". An event that leaves a session's state alone is no news. Not thread-safe.
 class SessionNews {
  public:
   std::vector<std::string> since(const std::vector<AgentSession>& sessions);

@@ -21,6 +21,10 @@ std::string agents(int count) {
   return std::to_string(count) + (count == 1 ? " agent" : " agents");
 }
 
+std::string holdText(const WakeDecision::Hold& hold) {
+  return hold.reason + (hold.activeAgentCount > 0 ? " (" + agents(hold.activeAgentCount) + ")" : "");
+}
+
 std::string row(const char* name, const std::string& text) {
   std::string line = "  ";
   line += name;
@@ -152,12 +156,13 @@ std::string statusText(const StatusReport& report, Date now) {
 }
 
 std::string decisionLine(const WakeDecision& decision) {
-  if (const auto* hold = decision.hold()) {
-    std::string text = hold->requiresDeepHold ? "holding, also with the lid closed: " : "holding: ";
-    text += hold->reason;
-    if (hold->activeAgentCount > 0) text += " (" + agents(hold->activeAgentCount) + ")";
-    return text;
-  }
+  const auto* hold = decision.hold();
+  if (hold == nullptr || !hold->requiresDeepHold) return briefDecisionLine(decision);
+  return "holding, also with the lid closed: " + holdText(*hold);
+}
+
+std::string briefDecisionLine(const WakeDecision& decision) {
+  if (const auto* hold = decision.hold()) return "holding: " + holdText(*hold);
   if (const auto* blocked = decision.blocked())
     return "sleep allowed on purpose: " + std::string(rawValue(blocked->block));
   return "sleep allowed: " + decision.release()->reason;

@@ -18,6 +18,9 @@ std::string powerText(const PowerSourceSnapshot& power);
 // One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
 std::string decisionLine(const WakeDecision& decision);
 
+// The same in few words, without what the lid may do: "holding: Claude Code working (1 agent)".
+std::string briefDecisionLine(const WakeDecision& decision);
+
 // Why the deep hold that the decision asks for is not there; absent when it is, or is not asked for, or when
 // that is not known yet.
 std::optional<std::string> deepHoldProblem(const WakeDecision& decision,

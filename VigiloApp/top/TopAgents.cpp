@@ -47,45 +47,59 @@ Style styleOf(AgentState state) {
   }
 }
 
-Line familyLine(const Family& family, const TopView& view) {
+constexpr int sessionColumn = 19;
+constexpr int startedFrom = 90;  // columns, to say when a session began
+
+Line familyHead(const Family& family, const TopView& view) {
   Line line("  ");
   line.add(view.glyphs.of(family.state), styleOf(family.state)).add(" ").add(family.name, Style::strong);
-  line.to(std::max(line.width() + 2, 19)).add(shown(family.subtitle), Style::dim);
   if (family.alert != nullptr) {
     const Style style = family.alert->level == LowBudgetLevel::warning ? Style::warn : Style::bad;
-    line.add("  ").add(view.glyphs.alert, style).add(" ").add(shown(family.alert->message), style);
+    line.add(" ").add(view.glyphs.alert, style);
   }
-  return line.cut(view.width, view.glyphs.ellipsis);
+  return line.to(std::max(line.width() + 1, sessionColumn));
 }
 
-// The columns of a session's line: where they do not all fit, the least important go.
-Line sessionLine(const AgentSession& session, const TopView& view) {
+// State, age, place and identifier; the first two stay where not all fit.
+Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
   const TopModel& model = view.model;
-  Line line("    ");
-  line.add(view.glyphs.of(session.state), styleOf(session.state)).add(" ");
-  line.add(displayLabel(session.state), styleOf(session.state)).to(18);
-  line.add(shortDuration(std::max(0.0, model.now - session.lastEventAt)) + " ago").to(30);
-  if (view.width >= 70) line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(43);
+  line.to(sessionColumn).add(view.glyphs.of(session.state), styleOf(session.state)).add(" ");
+  line.add(displayLabel(session.state), styleOf(session.state)).to(sessionColumn + 13);
+  line.add(shortDuration(std::max(0.0, model.now - session.lastEventAt)) + " ago").to(sessionColumn + 25);
+  if (view.width >= startedFrom) {
+    line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(sessionColumn + 38);
+  }
   const int left = view.width - line.width() - 1;
   const int idWidth = std::clamp(left / 3, 0, 18);
   const int pathWidth = std::max(left - idWidth - 2, 0);
-  const std::string place = session.cwd ? shortPath(*session.cwd, model.home, pathWidth, view.glyphs)
-                            : session.hostAppName
-                                ? fitted(shown(*session.hostAppName), pathWidth, view.glyphs.ellipsis)
-                                : "";
   const int idColumn = line.width() + pathWidth + 2;
-  line.add(place).to(idColumn);
-  if (idWidth >= 6) line.add(fitted(shown(session.id), idWidth, view.glyphs.ellipsis), Style::dim);
+  if (session.cwd)
+    line.add(shortPath(*session.cwd, model.home, pathWidth, view.glyphs));
+  else if (session.hostAppName)
+    line.add(fitted(shown(*session.hostAppName), pathWidth, view.glyphs.ellipsis));
+  if (idWidth >= 6)
+    line.to(idColumn).add(fitted(shown(session.id), idWidth, view.glyphs.ellipsis), Style::dim);
   return line.cut(view.width, view.glyphs.ellipsis);
+}
+
+// One line where the family is one session; otherwise a line for each below the family's own.
+void addFamily(const Family& family, const TopView& view, std::vector<Line>& lines) {
+  Line head = familyHead(family, view);
+  if (family.sessions.size() == 1) {
+    lines.push_back(addSession(head, *family.sessions.front(), view));
+    return;
+  }
+  lines.push_back(head.add(shown(family.subtitle), Style::dim).cut(view.width, view.glyphs.ellipsis));
+  for (const AgentSession* session : family.sessions) {
+    Line line;
+    lines.push_back(addSession(line, *session, view));
+  }
 }
 
 std::vector<Line> allLines(const TopView& view) {
   std::vector<Line> lines;
   if (!view.model.report) return lines;
-  for (const Family& family : familiesOf(*view.model.report)) {
-    lines.push_back(familyLine(family, view));
-    for (const AgentSession* session : family.sessions) lines.push_back(sessionLine(*session, view));
-  }
+  for (const Family& family : familiesOf(*view.model.report)) addFamily(family, view, lines);
   if (const auto omitted = view.model.report->omittedSessions)
     lines.push_back(Line("    and " + std::to_string(*omitted) + " older ones", Style::dim));
   if (lines.empty()) lines.push_back(Line("  No agent is running.", Style::dim));

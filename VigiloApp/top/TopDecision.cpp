@@ -45,7 +45,7 @@ std::string endOfHold(const TopModel& model, const WakeDecision::Hold& hold) {
   else if (debounceSeconds(hold))
     text = "unless an agent works again before";
   else
-    text = durationText(report.settings.releaseDelaySeconds) + " longer than the last agent works";
+    text = "until " + durationText(report.settings.releaseDelaySeconds) + " after the last agent stops";
   if (report.powerSource.isOnAC) return text;
   if (report.settings.onlyOnAC) return text + ", or at once";
   return text + ", or to " + std::to_string(report.settings.batteryFloorPercent) + " % battery";

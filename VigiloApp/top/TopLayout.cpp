@@ -25,6 +25,13 @@ void append(std::vector<Line>& lines, std::vector<Line> more) {
   for (Line& line : more) lines.push_back(std::move(line));
 }
 
+std::string withShortHome(std::string text, const std::string& home) {
+  if (home.size() < 2) return text;
+  for (std::size_t at = 0; (at = text.find(home + "/", at)) != std::string::npos; ++at)
+    text.replace(at, home.size(), "~");
+  return text;
+}
+
 std::vector<Line> recentLines(const TopView& view, int height) {
   std::vector<Line> lines{ruleLine("Recent", {}, view.width, view.glyphs)};
   const auto& log = view.model.recentLog;
@@ -34,7 +41,8 @@ std::vector<Line> recentLines(const TopView& view, int height) {
                         : log[i].category == "decision" ? Style::plain
                                                         : Style::dim;
     Line line("  ");
-    line.add(localTime(log[i].at), Style::dim).add("  ").add(shown(log[i].message), style);
+    line.add(localTime(log[i].at).substr(0, view.width < 60 ? 5 : 8), Style::dim).add("  ");
+    line.add(withShortHome(shown(log[i].message), view.model.home), style);
     lines.push_back(line.cut(view.width, view.glyphs.ellipsis));
   }
   lines.resize(static_cast<std::size_t>(std::max(height, 0)));
@@ -125,11 +133,11 @@ struct Body {
 };
 
 Body twoColumns(const TopView& view, int height) {
-  const int leftWidth = view.width * 58 / 100;
+  const int leftWidth = view.width * 56 / 100;
   const TopView left = view.within(leftWidth);
   const TopView right = view.within(view.width - leftWidth - 2);
   const int recent = std::clamp(height * 2 / 5, 0, 16);
-  const int tokens = height >= 14 ? std::clamp(height / 3, 5, 10) : 0;
+  const int tokens = height >= 14 ? std::clamp(height * 2 / 5, 5, 12) : 0;
   auto agents = topAgents(left, height - recent);
   std::vector<Line> leftLines = std::move(agents.lines);
   append(leftLines, recentLines(left, recent));

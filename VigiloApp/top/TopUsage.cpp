@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <string>
 
 #include "VigiloApp/StatusText.h"
@@ -159,7 +160,7 @@ std::vector<Line> columns(const std::vector<UsageHour>& hours, int columnWidth, 
       Line& line = lines[static_cast<std::size_t>(row)];
       const std::string_view sign = glyphs.levels[static_cast<std::size_t>(level)];
       for (int i = 0; i < columnWidth; ++i) {
-        const bool isGap = columnWidth > 1 && i == columnWidth - 1;
+        const bool isGap = columnWidth > 2 && i == columnWidth - 1;
         line.add(isGap ? " " : sign, isRunning ? Style::strong : Style::accent);
       }
     }
@@ -167,31 +168,30 @@ std::vector<Line> columns(const std::vector<UsageHour>& hours, int columnWidth, 
   return lines;
 }
 
-// Hours of the day below their columns, as many as fit, and "now" below the last one.
+// Every sixth hour of the day below its column, and "now" below the last one.
 Line axis(const std::vector<UsageHour>& hours, int columnWidth) {
   constexpr int every = 6;
-  Line line("  ");
   const int count = static_cast<int>(hours.size());
   const int nowAt = 2 + count * columnWidth - 3;
+  Line line("  ");
   for (int i = 0; i < count; ++i) {
     const std::string hour = localTime(hours[static_cast<std::size_t>(i)].start).substr(0, 2);
     const int at = 2 + i * columnWidth;
-    if (hour.size() < 2 || (hour[0] - '0') * 10 + (hour[1] - '0') != 0) {
-      const int number = hour.size() < 2 ? -1 : (hour[0] - '0') * 10 + (hour[1] - '0');
-      if (number % every != 0) continue;
-    }
-    if (at < line.width() || at + 4 > nowAt) continue;
-    line.to(at).add(hour + "h", Style::dim);
+    if (std::atoi(hour.c_str()) % every == 0 && at >= line.width() && at + 4 <= nowAt)
+      line.to(at).add(hour + "h", Style::dim);
   }
   return line.to(nowAt).add("now", Style::dim);
 }
 
+// The costs only where there is room for them.
 Line tokensRemark(const TopView& view) {
+  constexpr int around = 16;  // the title and the rule
   if (!view.model.report) return {};
   const UsageSummary& today = view.model.report->todaySummary;
   Line line("today ", Style::dim);
   line.add(shortCount(today.totalTokens));
-  if (today.estimatedCostUSD) line.add(", ~" + dollars(*today.estimatedCostUSD), Style::dim);
+  const std::string cost = today.estimatedCostUSD ? ", ~" + dollars(*today.estimatedCostUSD) : "";
+  if (line.width() + displayWidth(cost) + around <= view.width) line.add(cost, Style::dim);
   return line;
 }
 
