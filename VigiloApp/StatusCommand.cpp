@@ -23,7 +23,11 @@ bool show(const ControlResponse& response, StatusOptions options, int& exitCode)
   }
   CoderOptions form = exportForm;
   form.pretty = !options.follow;
-  if (options.json) return print(encodeRecord(*response.status, form) + "\n");
+  if (options.json) {
+    StatusReport report = *response.status;
+    report.buildFamilies(Date::now());
+    return print(encodeRecord(report, form) + "\n");
+  }
   return print(statusText(*response.status, Date::now()) + (options.follow ? "\n" : ""));
 }
 

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "agents/AgentModel.h"
+#include "app/AgentFamilyPresentation.h"
+#include "app/VigiloVisualState.h"
 #include "helper/HelperProtocol.h"
 #include "platform/PowerSource.h"
 #include "platform/ThermalState.h"
@@ -58,6 +60,9 @@ struct StatusReport {
   std::vector<AgentSession> activeSessionsList;  // newest first
   // How many older sessions were left out so that the report fits a control message; absent when none.
   std::optional<std::int64_t> omittedSessions;
+  // Absent on the wire, so that each session travels once: whoever receives a report builds them.
+  std::optional<std::vector<AgentFamilyPresentation>> agentFamilies;
+  VigiloVisualState dominantVisualState{};
   std::optional<DeepSleepStatus> helperStatus;  // absent when unknown
   bool idleAssertionActive = false;
   PowerSourceSnapshot powerSource;
@@ -69,6 +74,10 @@ struct StatusReport {
   std::map<AgentType, ProviderBudgetReport> latestBudgetReports;
   std::map<AgentType, LowBudgetAlert> lowBudgetAlerts;
 
+  void buildFamilies(Date now) {
+    agentFamilies = AgentFamilyPresentation::buildFamilies(activeSessionsList, latestBudgetReports, now);
+  }
+
   bool operator==(const StatusReport&) const = default;
   static constexpr auto fields() {
     using S = StatusReport;
@@ -78,6 +87,8 @@ struct StatusReport {
                       field("elapsedProtectionSeconds", &S::elapsedProtectionSeconds),
                       field("activeSessionsList", &S::activeSessionsList),
                       field("omittedSessions", &S::omittedSessions),
+                      field("agentFamilies", &S::agentFamilies),
+                      field("dominantVisualState", &S::dominantVisualState),
                       field("helperStatus", &S::helperStatus),
                       field("idleAssertionActive", &S::idleAssertionActive),
                       field("powerSource", &S::powerSource),

@@ -56,6 +56,7 @@ StatusReport StatusSource::current() const {
   report.protectionStartedAt = coordinator.protectionStartedAt.get();
   report.elapsedProtectionSeconds = coordinator.elapsedProtectionSeconds();
   report.activeSessionsList = coordinator.activeSessionsList.get();
+  report.dominantVisualState = coordinator.dominantVisualState.get();
   report.helperStatus = coordinator.helperStatus.get();
   report.idleAssertionActive = facts_.idleAssertionActive;
   report.powerSource = parts_.batteryMonitor->currentSnapshot();

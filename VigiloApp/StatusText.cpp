@@ -7,6 +7,7 @@
 
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/TextTable.h"
+#include "agents/ProcessSession.h"
 
 namespace vigilo {
 namespace {
@@ -108,11 +109,37 @@ std::string endText(const StatusReport& report) {
 }
 
 std::string sessionLine(const AgentSession& session, Date now) {
-  std::string text = "    " + std::string(displayName(session.agentType)) + ", " +
-                     displayLabel(session.state) + ", " +
+  std::string text = std::string(displayLabel(session.state)) + ", " +
                      durationText(std::max(0.0, now - session.lastEventAt)) + " ago, " + session.id;
   if (session.cwd) text += ", " + *session.cwd;
-  return printable(text) + "\n";
+  return "      " + printable(text) + "\n";
+}
+
+std::string familyText(const AgentFamilyPresentation& family, Date now) {
+  std::string text = "  " + family.displayName + ": " + family.summarySubtitle();
+  if (const auto budget = family.budgetSummaryLine()) text += "; " + *budget;
+  text += "\n";
+  if (const auto alert = family.lowBudgetAlert()) text += "    ! " + alert->message + "\n";
+  for (const auto& host : family.hosts) {
+    text += "    " + printable(host.hostAppName) + "\n";
+    for (const auto& session : host.sessions) text += sessionLine(session, now);
+  }
+  return text;
+}
+
+std::string sessionsText(const StatusReport& report, Date now) {
+  const auto families =
+      AgentFamilyPresentation::buildFamilies(report.activeSessionsList, report.latestBudgetReports, now);
+  std::string text;
+  std::size_t shown = 0;
+  for (const auto& family : families) {
+    text += familyText(family, now);
+    shown += family.sessions.size();
+  }
+  const std::size_t silent = report.activeSessionsList.size() - shown;
+  if (silent > 0) text += "  " + std::to_string(silent) + " silent for more than an hour\n";
+  if (report.omittedSessions) text += "  and " + std::to_string(*report.omittedSessions) + " older ones\n";
+  return text;
 }
 
 }  // namespace
@@ -150,9 +177,7 @@ std::string statusText(const StatusReport& report, Date now) {
   if (report.activeSessionsList.empty()) return text + row("sessions", "none");
   text += row("sessions", std::to_string(static_cast<std::int64_t>(report.activeSessionsList.size()) +
                                          report.omittedSessions.value_or(0)));
-  for (const auto& session : report.activeSessionsList) text += sessionLine(session, now);
-  if (report.omittedSessions) text += "    and " + std::to_string(*report.omittedSessions) + " older ones\n";
-  return text;
+  return text + sessionsText(report, now);
 }
 
 std::string decisionLine(const WakeDecision& decision) {
@@ -191,6 +216,10 @@ bool sameButForTime(StatusReport before, StatusReport now) {
     report->elapsedProtectionSeconds = 0;
     // A lease that is renewed is no news.
     if (report->helperStatus) report->helperStatus->leaseExpiresAt.reset();
+    // A process that is still there is seen once a second.
+    for (AgentSession& session : report->activeSessionsList) {
+      if (isProcessSession(session)) session.lastEventAt = {};
+    }
   }
   return before == now;
 }

@@ -168,7 +168,7 @@ void AppCoordinator::evaluate() {
 
   updateBatteryLatch(decision, context.powerSource, context.config);
   publishSessions(*context.sessions);
-  // Agent families and the dominant visual state are published here once the presentation stands.
+  publishPresentation(decision, context.now);
   currentDecision.set(decision);
   handleDecisionTransition(previousDecision_, decision);
   previousDecision_ = decision;
@@ -200,6 +200,14 @@ void AppCoordinator::publishSessions(const SessionTable& sessions) {
   list.reserve(order.size());
   for (const auto* session : order) list.push_back(*session);
   activeSessionsList.set(std::move(list));
+}
+
+void AppCoordinator::publishPresentation(const WakeDecision& decision, Date now) {
+  static const std::map<AgentType, ProviderBudgetReport> noReports;
+  const auto& reports =
+      parts_.usageCoordinator ? parts_.usageCoordinator->latestBudgetReports.get() : noReports;
+  agentFamilies.set(AgentFamilyPresentation::buildFamilies(activeSessionsList.get(), reports, now));
+  dominantVisualState.set(aggregateVisualState(activeSessionsList.get(), decision));
 }
 
 void AppCoordinator::handleDecisionTransition(const WakeDecision& from, const WakeDecision& to) {

@@ -10,6 +10,8 @@
 #include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
+#include "app/AgentFamilyPresentation.h"
+#include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
 #include "policy/LidMonitor.h"
 #include "policy/SettingsStore.h"
@@ -70,6 +72,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   Published<WakeDecision> currentDecision{WakeDecision::Release{"Initializing"}};
   Published<std::optional<Date>> protectionStartedAt{std::nullopt};
   Published<std::vector<AgentSession>> activeSessionsList{{}};  // newest first
+  Published<std::vector<AgentFamilyPresentation>> agentFamilies{{}};
+  Published<VigiloVisualState> dominantVisualState{VigiloVisualState::idle};
   // Set by whoever polls the helper.
   Published<std::optional<DeepSleepStatus>> helperStatus{std::nullopt};
 
@@ -88,6 +92,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
                           const PolicyConfiguration& config);
   void publishSessions(const SessionTable& sessions);
+  void publishPresentation(const WakeDecision& decision, Date now);
   void handleDecisionTransition(const WakeDecision& from, const WakeDecision& to);
   void requestHold(const WakeDecision::Hold& hold);
 

@@ -6,30 +6,20 @@
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"
+#include "agents/ProcessSession.h"
+#include "app/AgentFamilyPresentation.h"
 
 namespace vigilo {
 namespace {
 
-struct Family {
-  std::string name;
-  std::string subtitle;
-  AgentState state{};
-  const LowBudgetAlert* alert = nullptr;
-  std::vector<const AgentSession*> sessions;
-};
+using Family = AgentFamilyPresentation;
 
-std::vector<Family> familiesOf(const StatusReport& report) {
-  std::vector<Family> families;
-  for (const auto& [agent, raw] : RawValues<AgentType>::table) {
-    Family family{.name = displayName(agent)};
-    for (const auto& session : report.activeSessionsList)
-      if (session.agentType == agent) family.sessions.push_back(&session);
-    if (family.sessions.empty()) continue;
-    family.state = family.sessions.front()->state;
-    family.subtitle = std::to_string(family.sessions.size()) + " sessions";
-    families.push_back(std::move(family));
-  }
-  return families;
+// A process that was there at the last report is still there: the host tells only when it goes.
+std::vector<Family> familiesOf(const TopModel& model) {
+  std::vector<AgentSession> sessions = model.report->activeSessionsList;
+  for (AgentSession& session : sessions)
+    if (isProcessSession(session)) session.lastEventAt = model.now;
+  return Family::buildFamilies(sessions, model.report->latestBudgetReports, model.now);
 }
 
 Style styleOf(AgentState state) {
@@ -52,12 +42,20 @@ constexpr int startedFrom = 90;  // columns, to say when a session began
 
 Line familyHead(const Family& family, const TopView& view) {
   Line line("  ");
-  line.add(view.glyphs.of(family.state), styleOf(family.state)).add(" ").add(family.name, Style::strong);
-  if (family.alert != nullptr) {
-    const Style style = family.alert->level == LowBudgetLevel::warning ? Style::warn : Style::bad;
+  line.add(view.glyphs.of(family.aggregateState), styleOf(family.aggregateState))
+      .add(" ")
+      .add(family.displayName, Style::strong);
+  if (const auto alert = family.lowBudgetAlert()) {
+    const Style style = alert->level == LowBudgetLevel::warning ? Style::warn : Style::bad;
     line.add(" ").add(view.glyphs.alert, style);
   }
   return line.to(std::max(line.width() + 1, sessionColumn));
+}
+
+// How long ago an agent last spoke; of a process, how long it has been there.
+std::string ageOf(const AgentSession& session, Date now) {
+  if (isProcessSession(session)) return "for " + shortDuration(now - session.startedAt);
+  return shortDuration(now - session.lastEventAt) + " ago";
 }
 
 // State, age, place and identifier; the first two stay where not all fit.
@@ -65,7 +63,7 @@ Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
   const TopModel& model = view.model;
   line.to(sessionColumn).add(view.glyphs.of(session.state), styleOf(session.state)).add(" ");
   line.add(displayLabel(session.state), styleOf(session.state)).to(sessionColumn + 13);
-  line.add(shortDuration(std::max(0.0, model.now - session.lastEventAt)) + " ago").to(sessionColumn + 25);
+  line.add(ageOf(session, model.now)).to(sessionColumn + 25);
   if (view.width >= startedFrom) {
     line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(sessionColumn + 38);
   }
@@ -86,22 +84,22 @@ Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
 void addFamily(const Family& family, const TopView& view, std::vector<Line>& lines) {
   Line head = familyHead(family, view);
   if (family.sessions.size() == 1) {
-    lines.push_back(addSession(head, *family.sessions.front(), view));
+    lines.push_back(addSession(head, family.sessions.front(), view));
     return;
   }
-  lines.push_back(head.add(shown(family.subtitle), Style::dim).cut(view.width, view.glyphs.ellipsis));
-  for (const AgentSession* session : family.sessions) {
+  lines.push_back(head.add(family.summarySubtitle(), Style::dim).cut(view.width, view.glyphs.ellipsis));
+  for (const AgentSession& session : family.sessions) {
     Line line;
-    lines.push_back(addSession(line, *session, view));
+    lines.push_back(addSession(line, session, view));
   }
 }
 
 std::vector<Line> allLines(const TopView& view) {
   std::vector<Line> lines;
   if (!view.model.report) return lines;
-  for (const Family& family : familiesOf(*view.model.report)) addFamily(family, view, lines);
+  for (const Family& family : familiesOf(view.model)) addFamily(family, view, lines);
   if (const auto omitted = view.model.report->omittedSessions)
-    lines.push_back(Line("    and " + std::to_string(*omitted) + " older ones", Style::dim));
+    lines.push_back(Line("  and " + std::to_string(*omitted) + " older ones", Style::dim));
   if (lines.empty()) lines.push_back(Line("  No agent is running.", Style::dim));
   return lines;
 }

@@ -226,10 +226,27 @@ std::vector<int> factColumns(int width) {
   return {2};
 }
 
+// What the agents do, all together.
+Line overall(const TopView& view) {
+  if (!view.model.report) return {};
+  switch (const auto state = view.model.report->dominantVisualState) {
+    case VigiloVisualState::working:
+      return Line(view.glyphs.working, Style::good).add(" ").add(displayLabel(state), Style::good);
+    case VigiloVisualState::waiting:
+      return Line(view.glyphs.waiting, Style::warn).add(" ").add(displayLabel(state), Style::warn);
+    case VigiloVisualState::error:
+      return Line(view.glyphs.error, Style::bad).add(" ").add(displayLabel(state), Style::bad);
+    case VigiloVisualState::completed:
+    case VigiloVisualState::idle:
+      return Line(view.glyphs.idle, Style::dim).add(" ").add(displayLabel(state), Style::dim);
+  }
+  return {};
+}
+
 Line connectionMark(const TopView& view) {
   switch (view.model.connection) {
     case Connection::live:
-      return Line(view.glyphs.dot, Style::good).add(" live", Style::dim);
+      return overall(view);
     case Connection::connecting:
       return Line(view.glyphs.ring, Style::dim).add(" asking", Style::dim);
     case Connection::noHost:
@@ -246,8 +263,8 @@ Line topHeader(const TopView& view) {
   Line right = connectionMark(view);
   right.add("  " + localTime(view.model.now), Style::dim);
   Line line("  vigilo", Style::accent);
-  if (view.width >= 50) line.add("  keeps this machine awake while agents work", Style::dim);
-  if (line.width() + right.width() + 4 > view.width) line = Line("  vigilo", Style::accent);
+  const Line purpose("  keeps this machine awake while agents work", Style::dim);
+  if (line.width() + purpose.width() + right.width() + 4 <= view.width) line.add(purpose);
   return line.to(view.width - right.width() - 2).add(right).cut(view.width, "");
 }
 

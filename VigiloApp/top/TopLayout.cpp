@@ -25,11 +25,14 @@ void append(std::vector<Line>& lines, std::vector<Line> more) {
   for (Line& line : more) lines.push_back(std::move(line));
 }
 
-std::string withShortHome(std::string text, const std::string& home) {
-  if (home.size() < 2) return text;
-  for (std::size_t at = 0; (at = text.find(home + "/", at)) != std::string::npos; ++at)
-    text.replace(at, home.size(), "~");
-  return text;
+std::string withShortHome(std::string_view text, const std::string& home) {
+  std::string result;
+  const std::string below = home + "/";
+  for (auto at = text.find(below); home.size() > 1 && at != std::string::npos; at = text.find(below)) {
+    result.append(text.substr(0, at)).append("~/");
+    text.remove_prefix(at + below.size());
+  }
+  return result.append(text);
 }
 
 std::vector<Line> recentLines(const TopView& view, int height) {

@@ -48,7 +48,7 @@ TEST_F(StatusTextTest, SaysWhatIsHeldWhySinceWhenAndWhatWouldEndIt) {
   expect({"holds this machine awake: Claude Code working (1 agent), since 11:55:48 (4 min 12 s).",
           "idle sleep  held off", "held by the helper, also with the lid closed", "lease until 12:00:40",
           "30 s after the last agent stops; or at 15 % battery", "on battery, 57 %, 2 h 10 min left",
-          "Claude Code, Working, 1 min 15 s ago, c353, /home/me/proj"});
+          "Claude Code: 1 session active", "Working, 1 min 15 s ago, c353, /home/me/proj"});
 }
 
 TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
