@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/top/DisplayText.h"
@@ -19,7 +20,12 @@ std::vector<Family> familiesOf(const TopModel& model) {
   std::vector<AgentSession> sessions = model.report->activeSessionsList;
   for (AgentSession& session : sessions)
     if (isProcessSession(session)) session.lastEventAt = model.now;
-  return Family::buildFamilies(sessions, model.report->latestBudgetReports, model.now);
+  auto families = Family::buildFamilies(sessions, model.report->latestBudgetReports, model.now);
+  // Not by their newest event: lines that change places with every hook cannot be read.
+  std::ranges::sort(families, {}, [](const Family& family) {
+    return std::pair(!isActivelyWorking(family.aggregateState), family.agentType);
+  });
+  return families;
 }
 
 Style styleOf(AgentState state) {
@@ -68,7 +74,7 @@ Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
     line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(sessionColumn + 38);
   }
   const int left = view.width - line.width() - 1;
-  const int idWidth = std::clamp(left / 3, 0, 18);
+  const int idWidth = std::clamp(left / 3, left >= 22 ? 9 : 0, 18);
   const int pathWidth = std::max(left - idWidth - 2, 0);
   const int idColumn = line.width() + pathWidth + 2;
   if (session.cwd)

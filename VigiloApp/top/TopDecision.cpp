@@ -45,10 +45,10 @@ std::string endOfHold(const TopModel& model, const WakeDecision::Hold& hold) {
   else if (debounceSeconds(hold))
     text = "unless an agent works again before";
   else
-    text = "until " + durationText(report.settings.releaseDelaySeconds) + " after the last agent stops";
+    text = "until " + durationText(report.settings.releaseDelaySeconds) + " after the last agent";
   if (report.powerSource.isOnAC) return text;
   if (report.settings.onlyOnAC) return text + ", or at once";
-  return text + ", or to " + std::to_string(report.settings.batteryFloorPercent) + " % battery";
+  return text + ", or " + std::to_string(report.settings.batteryFloorPercent) + " % battery";
 }
 
 std::string holdReason(const TopModel& model, const WakeDecision::Hold& hold) {
@@ -221,8 +221,8 @@ std::vector<Fact> factsOf(const TopModel& model, const Glyphs& glyphs) {
 std::vector<int> factColumns(int width) {
   constexpr int most = 120;  // wider than this, facts would only drift apart
   const int extra = (std::min(width, most) - 80) / 3;
-  if (width >= 80) return {2, 37 + extra, 62 + 2 * extra};
-  if (width >= 60) return {2, 37};
+  if (width >= 80) return {2, 35 + extra, 62 + 2 * extra};
+  if (width >= 60) return {2, 35};
   return {2};
 }
 

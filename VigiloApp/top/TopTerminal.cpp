@@ -84,6 +84,17 @@ void giveBack() {
   if (!isendwin()) endwin();
 }
 
+// Where the terminal has no screen to go back to, it is left empty.
+void clearAndGiveBack() {
+  char leave[] = "rmcup";
+  const char* const sequence = tigetstr(leave);
+  if (sequence == nullptr || sequence == reinterpret_cast<const char*>(-1)) {
+    erase();
+    refresh();
+  }
+  giveBack();
+}
+
 // The process is about to die and nothing else will put the terminal in order.
 void giveBackAndAbort(int) {
   giveBack();
@@ -127,7 +138,7 @@ TopTerminal::TopTerminal(UniqueFd input, const Glyphs& glyphs) : input_(std::mov
 }
 
 TopTerminal::~TopTerminal() {
-  giveBack();
+  clearAndGiveBack();
   std::signal(SIGABRT, SIG_DFL);
 }
 
@@ -188,7 +199,7 @@ void TopTerminal::show(const Screen& screen) {
 }
 
 void TopTerminal::suspend() {
-  giveBack();
+  clearAndGiveBack();
   // The signal's own action stops the process, unless there is no shell to take it up again.
   struct sigaction ours {};
   struct sigaction standard {};

@@ -136,7 +136,7 @@ std::vector<Line> budgetLines(const TopView& view, int room) {
     if (spaced && !lines.empty()) lines.emplace_back();
     inBlocks ? addBlock(*report, view, lines) : addCompact(*report, view, lines);
     if (told && report->lowBudgetAlert)
-      lines.push_back(alertLine(*report->lowBudgetAlert, inBlocks ? 4 : 2 + nameWidth, view));
+      lines.push_back(alertLine(*report->lowBudgetAlert, inBlocks ? 2 : 2 + nameWidth, view));
   }
   return lines;
 }

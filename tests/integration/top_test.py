@@ -44,8 +44,8 @@ class TopTest(harness.TestCase):
     def open(self, width=80, height=24, **environment):
         """A shell in which a script runs the live view, and tells how it ended and what the terminal's modes are."""
         settings = " ".join(f"{name}={shlex.quote(value)}" for name, value in environment.items())
-        (self.home / "script").write_text(f"stty -a > before; env {settings} {shlex.quote(str(harness.BIN / 'vigilo'))} "
-                                          "top; echo ended with $?; stty -a > after\n")
+        (self.home / "script").write_text(f"trap : INT; stty -g > before; env {settings} {shlex.quote(str(harness.BIN / 'vigilo'))} "
+                                          "top; echo ended with $?; stty -g > after\n")
         self.tmux("new-session", "-d", "-x", str(width), "-y", str(height), "-c", str(self.home),
                   "-e", f"HOME={self.home}", "-e", "PS1=$ ", "sh", "-i")
         self.wait_for_screen("$")
@@ -155,11 +155,12 @@ class TopTest(harness.TestCase):
             with self.subTest(**environment):
                 self.open(**environment)
                 self.wait_for_screen("Claude Code working", sign)
-                colours = "[3" in self.tmux("capture-pane", "-p", "-e")
-                self.assertEqual(colours, "LC_ALL" in environment or environment.get("TERM") == "linux")
+                colours = "[32m" in self.tmux("capture-pane", "-p", "-e")
+                self.assertEqual(colours, "LC_ALL" in environment or environment.get("TERM") == "linux", self.screen())
                 self.press("q")
                 self.expect_clean_end(0)
                 self.tmux("kill-server")
+                self.socket = self.folder() / "tmux"
 
     def test_without_a_terminal_it_says_so(self):
         result = self.vigilo("top")

@@ -90,12 +90,78 @@ class TopLayoutTest : public testing::Test {
 
 TEST_F(TopLayoutTest, AUsualTerminalShowsEverythingThatMatters) {
   busyDay();
-  EXPECT_EQ(text(80, 24), R"()");
+  EXPECT_EQ(text(80, 24), R"(  vigilo  keeps this machine awake while agents work       ● Working  12:00:00
+
+  █▀▀█ █   █ █▀▀█ █ ▄▀ █▀▀▀   Claude Code, Codex CLI working
+  █▀▀█ █▄▀▄█ █▀▀█ █▀▄  █▀▀    for 1 h 12 min, since 10:47:55, 2 agents
+  ▀  ▀ ▀   ▀ ▀  ▀ ▀  ▀ ▀▀▀▀   until 30 s after the last agent, or 15 % battery
+
+  Idle sleep  held off             Battery  █████░░░ 57 %     Thermal  nominal
+  Deep sleep  held off by helper   Power    2 h 10 min left   Lid      open
+── Agents ────────────────────────────────────────────── 3 sessions, 3 active ──
+  ● Claude Code    2 sessions active
+                   ● Working    12 s ago    ~/src/vigilo            c3530aa1-7…
+                   ◐ Waiting    3 min ago   …e/frontend/components  8f21bb04-1…
+  ● Codex CLI ▲    ● Working    2 s ago     /srv/数据/api           01a19c77
+
+── Budgets ─────────────────────────────────────────────────────────────────────
+  Codex CLI     context ██░░░░░░  25 %  quota ███████░  93 %  resets in 1 h
+                ▲ Account quota is critically low (8% remaining)
+  Claude Code   context █████░░░  57 %  quota not known       ~$1.25
+── Tokens ──── today 1.24 M ── ── Recent ───────────────────────────────────────
+                     ▁█          11:56  Claude Code waits for you in ~/src/webs…
+             ▂▆     ▃██          11:58  Failed to bind UNIX domain socket at /x…
+   ▁▁▃▅    ▃▆██    ▅███          11:59  holding: Claude Code, Codex CLI working…
+       18h   00h   06h now
+  q quit   p pause   r resume   h hold   e disable   ? help
+)");
 }
 
 TEST_F(TopLayoutTest, AWideTerminalHasTwoColumns) {
   busyDay();
-  EXPECT_EQ(text(120, 40), R"()");
+  EXPECT_EQ(
+      text(120, 40),
+      R"(  vigilo  keeps this machine awake while agents work                                               ● Working  12:00:00
+
+  █▀▀█ █   █ █▀▀█ █ ▄▀ █▀▀▀   Claude Code, Codex CLI working
+  █▀▀█ █▄▀▄█ █▀▀█ █▀▄  █▀▀    for 1 h 12 min, since 10:47:55, 2 agents
+  ▀  ▀ ▀   ▀ ▀  ▀ ▀  ▀ ▀▀▀▀   until 30 s after the last agent, or 15 % battery
+
+  Idle sleep  held off                          Battery  █████░░░ 57 %                  Thermal  nominal
+  Deep sleep  held off by helper                Power    2 h 10 min left                Lid      open
+
+── Agents ───────────────────────────────── 3 sessions, 3 active ──  ── Budgets ────────────────────────────────────────
+  ● Claude Code    2 sessions active                                   Codex CLI  model-1                        ~$1.25
+                   ● Working    12 s ago    …src/vigilo  c3530aa1…       context ████░░░░░░░░░░░░░  25 %  of 200 k
+                   ◐ Waiting    3 min ago   …components  8f21bb04…       quota   ████████████████░  93 %  resets in 1 h
+  ● Codex CLI ▲    ● Working    2 s ago     …v/数据/api  01a19c77      ▲ Account quota is critically low (8% remaining)
+
+                                                                       Claude Code  model-1                      ~$1.25
+                                                                         context ██████████░░░░░░░  57 %  of 200 k
+                                                                         quota   not known
+
+
+
+
+
+
+
+
+
+── Recent ─────────────────────────────────────────────────────────  ── Tokens ───────────────── today 1.24 M, ~$5.13 ──
+  11:56:50  Claude Code waits for you in ~/src/website, session 8f                                             ██
+  11:58:20  Failed to bind UNIX domain socket at /x: 98                                                        ██
+  11:59:48  holding: Claude Code, Codex CLI working (2 agents)                                               ▁▁██
+                                                                                                             ████
+                                                                                               ██            ████
+                                                                                             ▁▁██          ▄▄████
+                                                                                             ████          ██████
+                                                                                           ▄▄████        ▁▁██████
+                                                                             ▁▁██        ▁▁██████        ████████
+                                                                         ▁▁▄▄████        ████████        ████████
+                                                                                 18h         00h         06h        now
+  q quit   p pause   r resume   h hold   e disable   ? help
+)");
 }
 
 TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
