@@ -199,7 +199,11 @@ void TopTerminal::show(const Screen& screen) {
 }
 
 void TopTerminal::suspend() {
+  // A script around this has stopped already and its shell has the terminal back: setting the modes from the
+  // background would stop this process half-way.
+  const auto before = std::signal(SIGTTOU, SIG_IGN);
   clearAndGiveBack();
+  std::signal(SIGTTOU, before);
   // The signal's own action stops the process, unless there is no shell to take it up again.
   struct sigaction ours {};
   struct sigaction standard {};
