@@ -31,6 +31,7 @@ using namespace std::chrono_literals;
 
 constexpr int lockPatienceMs = 2000;  // a command that writes settings is through by then
 constexpr auto releasePatience = 2s;
+constexpr auto scanPatience = 1s;
 
 int refuse(int exitCode, const std::string& message) {
   std::fprintf(stderr, "vigilo: %s\n", message.c_str());
@@ -76,6 +77,7 @@ class Host {
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
+  const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
@@ -94,6 +96,7 @@ class Host {
   const std::shared_ptr<ThermalMonitor> thermal_ =
       std::make_shared<ThermalMonitor>(*platform_.thermalState, *main_);
   const std::shared_ptr<LidMonitor> lid_ = std::make_shared<LidMonitor>(*platform_.lidState);
+  const std::shared_ptr<ProcessMonitor> processes_;
   UsageStore usageStore_;
   const std::shared_ptr<UsageCoordinator> usage_;
   std::shared_ptr<AppCoordinator> coordinator_;
@@ -116,6 +119,10 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
           *holds_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
+      processes_(
+          std::make_shared<ProcessMonitor>(*scans_, Date::now,
+                                           ProcessMonitor::Sources{directories.home, *platform_.processTable,
+                                                                   *platform_.runningApplications})),
       usageStore_(directories, VigiloWritePolicy::gate(directories), Date::now),
       usage_(UsageCoordinator::create({.mainQueue = *main_,
                                        .queue = *usageQueue_,
@@ -136,6 +143,7 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
                                          .batteryMonitor = battery_,
                                          .thermalMonitor = thermal_,
                                          .lidMonitor = lid_,
+                                         .processMonitor = processes_,
                                          .hookReceiver = receiver_,
                                          .usageCoordinator = usage_});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
@@ -168,6 +176,11 @@ int Host::run() {
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
     std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
+  if (!scans_->stopAndWait(scanPatience)) {
+    // A scan hangs in a folder or in another process's memory. Everything else is done.
+    std::fflush(nullptr);
+    ::_exit(exitOk);
+  }
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);

@@ -40,12 +40,18 @@ class LogToStandardError {
 };
 
 // Asks the running host, or the store's file. Reading never writes: the gate refuses everything, so that an
-// old or unreadable file stays as it is until a host deals with it.
+// old or unreadable file stays as it is until a host deals with it. An unreadable one is no empty one.
 ControlResponse ask(const Directories& directories, const ControlRequest& request) {
   if (auto response = ControlClient(directories.controlSocket()).request(request))
     return *std::move(response);
   UsageStore store(
       directories, [](const std::string&) { return false; }, Date::now);
+  if (const auto reason = store.whyUnreadable()) {
+    return {.exitCode = exitUnavailable,
+            .message = store.storeFilePath() + " cannot be read: " + *reason +
+                       ". It stays as it is; the next host that records usage keeps it beside the new one as "
+                       "….unreadable."};
+  }
   return answerFromStore(request, store);
 }
 

@@ -9,6 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto evaluationPeriod = 1s;
+constexpr double scanIntervalSeconds = 1;
 // A tick that comes this much late by the wall clock means that the machine slept or the clock was set: every
 // input is read again.
 constexpr double resumeGapSeconds = 5;
@@ -18,18 +19,22 @@ constexpr std::size_t mostSessions = 20000;
 
 }  // namespace
 
-// Hands each hook event to the sessions first, and then to the usage.
+// Hands each hook event to the sessions, and then to the usage. What outranks the next scan knows of it
+// before the sessions tell anybody.
 class AppCoordinator::HookFanOut final : public HookEventReceiverDelegate {
  public:
-  HookFanOut(std::shared_ptr<AgentStateCoordinator> agents, std::shared_ptr<UsageCoordinator> usage)
-      : agents_(std::move(agents)), usage_(std::move(usage)) {}
+  HookFanOut(std::shared_ptr<HookPrecedence> precedence, std::shared_ptr<AgentStateCoordinator> agents,
+             std::shared_ptr<UsageCoordinator> usage)
+      : precedence_(std::move(precedence)), agents_(std::move(agents)), usage_(std::move(usage)) {}
 
   void didReceiveHookEvent(const HookEvent& event) override {
+    precedence_->note(event);
     agents_->didReceiveHookEvent(event);
     if (usage_ != nullptr) usage_->handleHookEvent(event);
   }
 
  private:
+  const std::shared_ptr<HookPrecedence> precedence_;
   const std::shared_ptr<AgentStateCoordinator> agents_;
   const std::shared_ptr<UsageCoordinator> usage_;
 };
@@ -42,7 +47,9 @@ std::shared_ptr<AppCoordinator> AppCoordinator::create(Components components) {
 
 AppCoordinator::AppCoordinator(Components components)
     : parts_(std::move(components)),
-      holds_(parts_.holdsQueue, parts_.idleAssertionController, parts_.deepSleepController) {}
+      holds_(parts_.holdsQueue, parts_.idleAssertionController, parts_.deepSleepController),
+      hookFanOut_(
+          std::make_shared<HookFanOut>(hookPrecedence_, parts_.agentCoordinator, parts_.usageCoordinator)) {}
 
 AppCoordinator::~AppCoordinator() = default;
 
@@ -59,11 +66,19 @@ void AppCoordinator::setupSubscriptions() {
   if (parts_.usageCoordinator != nullptr) {
     subscriptions_.push_back(parts_.usageCoordinator->latestBudgetReports.onWillChange(reevaluate));
   }
-  if (parts_.hookReceiver != nullptr) {
-    hookFanOut_ = std::make_shared<HookFanOut>(parts_.agentCoordinator, parts_.usageCoordinator);
-    parts_.hookReceiver->setDelegate(hookFanOut_);
+  if (parts_.hookReceiver != nullptr) parts_.hookReceiver->setDelegate(hookFanOut_);
+  if (parts_.processMonitor != nullptr) {
+    parts_.processMonitor->onProcessesUpdated(
+        [weak = weak_from_this(), &main = parts_.mainQueue](std::vector<ProcessMatch> matches) {
+          main.async([weak, matches = std::move(matches)]() mutable {
+            if (const auto self = weak.lock()) self->applyScan(std::move(matches));
+          });
+        });
   }
-  // The process monitor's matches trigger here as well once it stands.
+}
+
+std::shared_ptr<HookEventReceiverDelegate> AppCoordinator::hookEvents() const {
+  return hookFanOut_;
 }
 
 void AppCoordinator::start() {
@@ -72,7 +87,7 @@ void AppCoordinator::start() {
   parts_.thermalMonitor->start();
   // The lid is asked for on the bus.
   parts_.holdsQueue.async([lid = parts_.lidMonitor] { lid->start(); });
-  // The process monitor starts here.
+  if (parts_.processMonitor != nullptr) parts_.processMonitor->start(scanIntervalSeconds);
   if (parts_.hookReceiver != nullptr) {
     try {
       parts_.hookReceiver->start();
@@ -95,6 +110,7 @@ void AppCoordinator::stop(std::function<void()> released) {
   if (parts_.hookReceiver != nullptr) parts_.hookReceiver->stop();
   parts_.batteryMonitor->stop();
   parts_.thermalMonitor->stop();
+  if (parts_.processMonitor != nullptr) parts_.processMonitor->stop();
   holds_.release(std::move(released));
 }
 
@@ -103,6 +119,13 @@ void AppCoordinator::tick() {
   refreshInputsAfterPause(now);
   removeForgottenSessions(now);
   parts_.agentCoordinator->sweepStaleSessions(now);
+  evaluate();
+}
+
+void AppCoordinator::applyScan(std::vector<ProcessMatch> matches) {
+  if (evalTimer_ == nullptr) return;  // a scan that was under way at the stop
+  hookPrecedence_->apply(matches, *parts_.agentCoordinator->sessions(), parts_.clock());
+  parts_.agentCoordinator->syncProcessSessions(matches);
   evaluate();
 }
 

@@ -10,6 +10,8 @@
 #include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
+#include "agents/HookPrecedence.h"
+#include "agents/ProcessMonitor.h"
 #include "app/AgentFamilyPresentation.h"
 #include "app/VigiloVisualState.h"
 #include "policy/BatteryMonitor.h"
@@ -45,6 +47,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
+    std::shared_ptr<ProcessMonitor> processMonitor;      // none where processes are not looked at
     std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
     std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
   };
@@ -64,6 +67,9 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void agentSessionsDidChange(const SessionSnapshot& sessions, std::optional<Date> lastStoppedAt);
   void coordinatorDidUpdateSessions(SessionSnapshot sessions,
                                     std::optional<Date> lastActiveAgentStoppedAt) override;
+
+  // What the hook events are for, in place of the receiver's socket. Any thread may call it.
+  std::shared_ptr<HookEventReceiverDelegate> hookEvents() const;
 
   // Seconds under protection; 0 when not protecting.
   double elapsedProtectionSeconds() const;
@@ -87,6 +93,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void setupSubscriptions();
   void scheduleEvaluation();
   void tick();
+  void applyScan(std::vector<ProcessMatch> matches);
   void refreshInputsAfterPause(Date now);
   void removeForgottenSessions(Date now);
   void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
@@ -101,7 +108,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   const Log log_{"com.vigilo.app", "coordinator"};
   HoldApplier holds_;
 
-  std::shared_ptr<HookFanOut> hookFanOut_;
+  const std::shared_ptr<HookPrecedence> hookPrecedence_ = std::make_shared<HookPrecedence>();
+  const std::shared_ptr<HookFanOut> hookFanOut_;
 
   WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
   bool isBatteryBlocked_ = false;

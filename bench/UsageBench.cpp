@@ -20,9 +20,9 @@
 #include <string>
 #include <vector>
 
+#include "support/NewestLogFiles.h"
 #include "support/UniqueFd.h"
 #include "usage/ClaudeProjectLogs.h"
-#include "usage/NewestLogFiles.h"
 
 namespace vigilo {
 namespace {

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "agents/ProcessSession.h"
+
 namespace vigilo {
 namespace {
 
 // A process that a scan saw is less certain than a hook.
 constexpr double hookConfidence = 1.0;
 constexpr double scanConfidence = 0.6;
-
-std::string processSessionId(AgentType agent, std::int32_t pid) {
-  return "proc-" + std::string(rawValue(agent)) + "-" + std::to_string(pid);
-}
 
 const char* hostAppName(AgentType agent) {
   switch (agent) {

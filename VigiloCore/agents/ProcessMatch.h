@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "agents/AgentModel.h"
+#include "support/Date.h"
 
 namespace vigilo {
 
@@ -15,6 +17,9 @@ struct ProcessMatch {
   bool isRunning = false;
   bool isWorking = false;
   std::string command;  // the command line or application name seen
+  // Where the source of the match can tell: when the process began, and the youngest of its living children.
+  std::optional<Date> startedAt;
+  std::optional<Date> youngestChildStartedAt;
 
   bool operator==(const ProcessMatch&) const = default;
 };

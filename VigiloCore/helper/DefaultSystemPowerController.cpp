@@ -35,13 +35,13 @@ bool DefaultSystemPowerController::listingShowsSleepDisabled(std::string_view li
 }
 
 bool DefaultSystemPowerController::readSleepDisabled() {
-  const auto run = runProgram(toolPath, {"-g", "custom"}, true);
+  const auto run = runProgram(toolPath, {"-g", "custom"}, {.captureOutput = true});
   return run && listingShowsSleepDisabled(run->standardOutput);
 }
 
 bool DefaultSystemPowerController::writeSleepDisabled(bool disabled) {
   const long value = disabled ? 1 : 0;
-  const auto run = runProgram(toolPath, {"-a", "disablesleep", disabled ? "1" : "0"}, false);
+  const auto run = runProgram(toolPath, {"-a", "disablesleep", disabled ? "1" : "0"});
   if (!run) {
     logger.error("Cannot launch %s", toolPath);
     return false;

@@ -5,6 +5,8 @@
 #include "platform/LidState.h"
 #include "platform/PowerAssertions.h"
 #include "platform/PowerSource.h"
+#include "platform/ProcessTable.h"
+#include "platform/RunningApplications.h"
 #include "platform/ThermalState.h"
 #include "support/LogSink.h"
 
@@ -16,6 +18,8 @@ struct Platform {
   std::unique_ptr<PowerSourceProvider> powerSource;
   std::unique_ptr<ThermalStateProvider> thermalState;
   std::unique_ptr<LidStateProvider> lidState;
+  std::unique_ptr<ProcessTable> processTable;
+  std::unique_ptr<RunningApplications> runningApplications;
 
   static Platform ofThisMachine();
 };

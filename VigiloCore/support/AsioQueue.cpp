@@ -10,6 +10,7 @@
 #include <asio/steady_timer.hpp>
 #include <atomic>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -25,6 +26,8 @@ struct AsioQueue::Loop {
   std::thread thread;
   std::atomic<std::thread::id> runner{};
   std::atomic<bool> ended{false};  // its thread has been joined
+  std::promise<void> leaving;      // kept when its thread runs nothing any more
+  const std::shared_future<void> left = leaving.get_future().share();
 };
 
 namespace {
@@ -109,6 +112,7 @@ std::unique_ptr<AsioQueue> AsioQueue::withThread(std::string label) {
     pthread_setname_np(pthread_self(), name.c_str());
 #endif
     loop->context.run();
+    loop->leaving.set_value();
   });
   queue->loop_->runner = queue->loop_->thread.get_id();
   return queue;
@@ -211,6 +215,15 @@ void AsioQueue::stopAndWait() {
   if (isCurrent()) fatal("a queue was ended on its own thread: " + label());
   loop_->thread.join();
   loop_->ended = true;
+}
+
+bool AsioQueue::stopAndWait(Duration patience) {
+  stop();
+  if (loop_->thread.joinable() && loop_->left.wait_for(patience) != std::future_status::ready) {
+    return false;
+  }
+  stopAndWait();
+  return true;
 }
 
 void AsioQueue::onSignal(std::initializer_list<int> signals, std::function<void(int)> handler) {

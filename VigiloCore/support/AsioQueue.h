@@ -31,6 +31,9 @@ class AsioQueue final : public Queue {
   void stop();
   // The same, and waits for the thread's end; nothing runs on this queue afterwards.
   void stopAndWait();
+  // The same, but waits so long at most. False when a task still runs then: this object and all that the task
+  // uses must stay until the process ends.
+  bool stopAndWait(Duration patience);
   // Calls `handler` on this queue for each delivery of one of the signals, from now on.
   void onSignal(std::initializer_list<int> signals, std::function<void(int)> handler);
 

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "support/Date.h"
+
 struct stat;
 
 namespace vigilo {
@@ -23,6 +25,7 @@ struct FileMark {
   // Of a name in an open folder; a symbolic link counts as what it leads to.
   static std::optional<FileMark> of(int folder, const char* name);
 
+  Date modifiedAt() const { return Date::fromUnix(static_cast<double>(modifiedNanoseconds) / 1e9); }
   bool isSameFile(const FileMark& other) const { return device == other.device && inode == other.inode; }
   bool operator==(const FileMark&) const = default;
 

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "support/NewestLogFiles.h"
 #include "usage/LineReader.h"
-#include "usage/NewestLogFiles.h"
 
 namespace vigilo {
 

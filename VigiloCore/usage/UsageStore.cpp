@@ -46,6 +46,12 @@ void UsageStore::loadOnce() {
   }
 }
 
+std::optional<std::string> UsageStore::whyUnreadable() {
+  const LockGuard guard(mutex_);
+  loadOnce();
+  return file_.unreadable();
+}
+
 void UsageStore::save() {
   const auto error = file_.save(ledger_);
   isUnsaved_ = error.has_value();

@@ -35,6 +35,9 @@ class UsageStore {
   // kept beside the new one, which starts empty.
   void load();
 
+  // Why the file that is there cannot be read, as long as it stands where the store's own file belongs.
+  std::optional<std::string> whyUnreadable();
+
   // True when the event was new. When this returns the file holds it; only where saving fails, which is
   // logged when it begins and when it ends, it is kept in memory and saved with the next new event.
   bool record(UsageEvent event);

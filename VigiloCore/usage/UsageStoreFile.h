@@ -25,6 +25,10 @@ class UsageStoreFile {
   };
   Loaded load();
 
+  // Why the file that stands there is no store that `load` could read; absent where it was read, where there
+  // is none, and once it was moved aside.
+  const std::optional<std::string>& unreadable() const { return unreadable_; }
+
   // Absent on success. After a failure the file is as it was before.
   std::optional<FileError> save(const UsageLedger& ledger);
 

@@ -7,14 +7,6 @@
 namespace vigilo {
 namespace {
 
-TEST(AgentModel, OnlyWorkingAndWaitingAreActive) {
-  int active = 0;
-  for (const auto& [state, name] : RawValues<AgentState>::table) active += isActivelyWorking(state) ? 1 : 0;
-  EXPECT_EQ(active, 2);
-  EXPECT_TRUE(isActivelyWorking(AgentState::working));
-  EXPECT_TRUE(isActivelyWorking(AgentState::waiting));
-}
-
 TEST(AgentModel, EffectiveTotalLeavesCachedTokensOut) {
   using Count = std::optional<std::int64_t>;
   struct Case {

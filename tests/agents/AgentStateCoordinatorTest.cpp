@@ -121,22 +121,6 @@ TEST_F(AgentStateCoordinatorTest, TheDebounceStartsWhenTheLastActiveSessionStops
   EXPECT_EQ(coordinator.lastActiveAgentStoppedAt(), std::nullopt);
 }
 
-TEST_F(AgentStateCoordinatorTest, RemovingAndClearingLeaveTheDebounceAlone) {
-  hook(AgentState::working, "a");
-  coordinator.removeSession("unknown");
-  coordinator.removeSession("a");
-  EXPECT_EQ(coordinator.activeWorkingCount(), 0);
-  EXPECT_EQ(delegate->debounceStart, std::nullopt);
-  hook(AgentState::working, "b");
-  hook(AgentState::idle, "b");
-  const auto stopped = coordinator.lastActiveAgentStoppedAt();
-  hook(AgentState::idle, "c");
-  coordinator.clearAllSessions();
-  EXPECT_EQ(delegate->size, 0u);
-  EXPECT_EQ(coordinator.lastActiveAgentStoppedAt(), stopped);
-  EXPECT_EQ(delegate->calls, 7);
-}
-
 TEST_F(AgentStateCoordinatorTest, ASessionIsStaleOnlyBeyondTheLimitAndIsReportedOnce) {
   hook(AgentState::working);
   log.take();
@@ -197,26 +181,10 @@ TEST_F(AgentStateCoordinatorTest, AScanAddsUpdatesAndRemovesProcessSessions) {
   scan({});
   EXPECT_EQ(coordinator.sessions()->size(), 1u);
   EXPECT_EQ(session("hook").pid, 4242) << "a hook session outlives the scan";
-}
-
-TEST_F(AgentStateCoordinatorTest, ARegisteredProcessSessionTakesTheGivenConfidence) {
-  coordinator.registerProcessSession(AgentType::cursor, 9, true, 0.8);
-  time.advance(1);
-  coordinator.registerProcessSession(AgentType::cursor, 9, false, 0.3);
-  const AgentSession expected{"proc-cursor-9",
-                              AgentType::cursor,
-                              AgentState::idle,
-                              time.now() - 1,
-                              time.now(),
-                              9,
-                              {},
-                              "Cursor",
-                              "Process active (PID 9)",
-                              {},
-                              IntegrationType::process,
-                              0.3};
-  EXPECT_EQ(session("proc-cursor-9"), expected);
-  EXPECT_EQ(delegate->debounceStart, time.now());
+  for (const double confidence : {0.8, 0.3}) {
+    coordinator.registerProcessSession(AgentType::cursor, 9, true, confidence);
+    EXPECT_EQ(session("proc-cursor-9").confidence, confidence) << "only a scan is always worth the same";
+  }
 }
 
 TEST_F(AgentStateCoordinatorTest, ASnapshotNeverChangesAndATableWithoutChangesIsNotCopied) {

@@ -78,16 +78,6 @@ class UsageCoordinatorTest : public testing::Test {
                                                                       .providers = {codex, claude}});
 };
 
-TEST_F(UsageCoordinatorTest, StartsAndStopsEachProviderOnce) {
-  usage->start();
-  usage->start();
-  time.runUntilIdle();
-  usage->stop();
-  usage->stop();
-  time.runUntilIdle();
-  EXPECT_EQ(calls, (std::vector<std::string>{"start codex", "start claude", "stop codex", "stop claude"}));
-}
-
 TEST_F(UsageCoordinatorTest, OnePollIsOneRefreshAndADuplicateIsNone) {
   usage->start();
   time.runUntilIdle();
@@ -139,18 +129,6 @@ TEST_F(UsageCoordinatorTest, AHookReportsUsageButNeverOverAFreshProvidersReport)
   usage->handleHookEvent(hook(AgentType::claude, 7000));
   time.runUntilIdle();
   EXPECT_EQ(usage->budgetReport(AgentType::claude)->source, hookUsageSource);
-}
-
-TEST_F(UsageCoordinatorTest, RecentSessionsAreTheTwentyFiveNewest) {
-  usage->start();
-  time.runUntilIdle();
-  for (int i = 0; i < 40; ++i) {
-    time.advance(1);
-    claude->deliver({turn(AgentType::claude, "s" + std::to_string(i), 1)});
-  }
-  time.runUntilIdle();
-  ASSERT_EQ(usage->recentSessions.get().size(), 25u);
-  EXPECT_EQ(usage->recentSessions.get().front().id, "s39");
 }
 
 TEST_F(UsageCoordinatorTest, AResetForgetsWhatIsStoredAndWhatIsPublished) {

@@ -126,15 +126,6 @@ TEST_F(DeepSleepControllerTest, AFailedAcquireStillOwesARelease) {
   EXPECT_EQ(helper.take(), (Sent{"/root.sock acquire 60", "/root.sock release"}));
 }
 
-TEST_F(DeepSleepControllerTest, AReleaseWhileTheAcquireIsOnItsWayIsNotLost) {
-  helper.delay = std::chrono::milliseconds(800);
-  acquire();
-  release();
-  time.advance(100);
-  EXPECT_EQ(helper.take(), (Sent{"/root.sock acquire 60", "/root.sock release"}));
-  EXPECT_FALSE(controller.isDeepHoldActive());
-}
-
 TEST_F(DeepSleepControllerTest, ARefusedConnectionOnTheFirstPathMeansTheSecond) {
   helper.listening = {"/home.sock"};
   acquire();

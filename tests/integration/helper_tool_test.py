@@ -82,14 +82,6 @@ class HelperToolTest(harness.TestCase):
         self.assertTrue(helper.log_lines("info  [power] Executed pmset -a disablesleep 1"))
         self.assertTrue(helper.log_lines("info  [power] Executed pmset -a disablesleep 0"))
 
-    def test_a_setting_that_was_on_before_is_left_on(self):
-        (self.state / "setting").write_text("1\n")
-        self.start_helper()
-        self.assertTrue(ask("acquire")["status"]["originalSleepDisabledState"])
-        ask("release")
-        self.assertEqual(self.setting(), "1")
-        self.assertEqual(set(self.calls()), {"-g custom"})
-
     def test_a_tool_that_refuses_is_logged_and_the_lease_stands(self):
         (self.state / "refuses").touch()
         helper = self.start_helper()

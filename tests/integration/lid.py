@@ -39,7 +39,7 @@ def run_with_lid(test, script, scenario):
         (folder / name).write_text(content)
     device = "/dev/input/event0="
     return subprocess.run(
-        [harness.SOURCE / "tools" / "with-logind", "-r", "-m", "-t", "power-switch:c13:64",
+        [*harness.own_processes(), harness.SOURCE / "tools" / "with-logind", "-r", "-m", "-t", "power-switch:c13:64",
          "-d", folder / "lid.umockdev", "-i", device + str(folder / "lid.ioctl"),
          "-e", device + str(folder / "lid.events"), "--", sys.executable, "-B", script, f"Scenario.{scenario}"],
         timeout=60).returncode

@@ -139,7 +139,11 @@ class UsageTest(harness.TestCase):
         store = self.home / "Library/Application Support/Vigilo/usage_store.json"
         store.parent.mkdir(parents=True)
         store.write_bytes(b"{\"events\": rubbish \xff")
-        self.vigilo("usage")
+        for command in (["usage"], ["usage", "--json"], ["usage", "sessions"], ["usage", "export"]):
+            result = self.vigilo(*command)
+            self.assertEqual((result.returncode, result.stdout), (69, ""), "unreadable is not empty")
+            for part in (f"{store} cannot be read: not valid JSON", "the next host", "….unreadable"):
+                self.assertIn(part, result.stderr)
         self.assertTrue(store.exists(), "reading moves nothing")
         self.start_host()
         wait_for("three turns", lambda: self.all_usage()["turnCount"] == 3)

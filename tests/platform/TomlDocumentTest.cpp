@@ -26,7 +26,6 @@ TEST(TomlDocument, KeepsEverythingThatAnEditDoesNotConcern) {
       {"no line end at the end", "b = 1", "a", true, "b = 1\na = true\n"},
       {"comments and blanks stay", "# héad\n\n  a   =  1_0   # é why\nb = 2\n", "a", std::int64_t{7},
        "# héad\n\n  a   =  7   # é why\nb = 2\n"},
-      {"another type", "a = \"é\" # c\n", "a", false, "a = false # c\n"},
       {"a quoted key", "\"a\" = 'é'\n", "a", 2.5, "\"a\" = 2.5\n"},
       {"a value of several lines", "x = 1\na = [\n 1, # one\n]\ny = 2\n", "a", true,
        "x = 1\na = true\ny = 2\n"},
@@ -38,13 +37,7 @@ TEST(TomlDocument, KeepsEverythingThatAnEditDoesNotConcern) {
       {"dotted keys and tables in a line", "x.y = 1\nz = {q = 1}\n [t]\n", "a", true,
        "x.y = 1\nz = {q = 1}\na = true\n [t]\n"},
       {"lines that end in CR LF", "x = 1\r\na = 2\r\n", "b", true, "x = 1\r\na = 2\r\nb = true\r\n"},
-      {"a byte order mark",
-       "\xEF\xBB\xBF"
-       "a = 1\n",
-       "a", true,
-       "\xEF\xBB\xBF"
-       "a = true\n"},
-      {"a key removed below it",
+      {"a key below a byte order mark",
        "\xEF\xBB\xBF"
        "a = 1\nb = 2\n",
        "a",
@@ -53,7 +46,6 @@ TEST(TomlDocument, KeepsEverythingThatAnEditDoesNotConcern) {
        "b = 2\n"},
       {"a removed key takes its line along", "x = 1\na = [\n1]  # gone\ny = 2\n", "a", {}, "x = 1\ny = 2\n"},
       {"a removed last line", "x = 1\na = 2", "a", {}, "x = 1\n"},
-      {"nothing to remove", "x = 1\n", "a", {}, "x = 1\n"},
       {"a key that needs quotes", "", "a b", true, "\"a b\" = true\n"},
   };
   for (const Row& row : rows) {

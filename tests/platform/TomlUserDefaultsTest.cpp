@@ -82,11 +82,6 @@ TEST_F(UserDefaultsFile, AWriteIsInForceAtOnceAndOnDiskOnceSynchronized) {
   EXPECT_EQ(read(), "");
 }
 
-TEST_F(UserDefaultsFile, WhatIsNotSavedYetIsSavedAtTheEnd) {
-  open()->set("a", std::int64_t{1});
-  EXPECT_EQ(read(), "a = 1\n");
-}
-
 TEST_F(UserDefaultsFile, TwoWritersThatTakeTurnsLoseNothing) {
   write("# mine\nx = 0\n");
   const auto one = open();
@@ -235,14 +230,6 @@ TEST_F(ObservedDefaults, OwnWritesAreNotAnnounced) {
     settle();
   }
   EXPECT_EQ(announced.count(), 0);
-}
-
-TEST_F(ObservedDefaults, ARemovedFileMeansTheDefaults) {
-  write("a = 1\n");
-  observe();
-  std::filesystem::remove(path);
-  ASSERT_TRUE(announced.reaches(1));
-  EXPECT_EQ(value(), std::nullopt);
 }
 
 TEST_F(ObservedDefaults, AFolderThatComesLaterIsWatchedOnceItIsThere) {

@@ -1,14 +1,12 @@
 #include "HookInput.h"
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
 #include <random>
 #include <string>
 
 #include "EventText.h"
 #include "agents/HookEvent.h"
-#include "support/RecordCoding.h"
 
 namespace vigilo::relay {
 namespace {
@@ -86,55 +84,6 @@ TEST(HookInput, KnowsWhenTheObjectHasEnded) {
   HookInput text;
   text.feed("  hello");
   EXPECT_TRUE(text.isComplete()) << "there is no object";
-}
-
-// Against a complete JSON library: any document in which the keys appear at any depth.
-TEST(HookInput, AgreesWithAJsonLibraryOnAnyDocument) {
-  const auto key = rc::gen::element<std::string>("session_id", "cwd", "type", "x", "");
-  EXPECT_TRUE(rc::check([&] {
-    Json object = Json::object();
-    const int size = *rc::gen::inRange(0, 8);
-    for (int i = 0; i < size; ++i) {
-      const std::string name = *key;
-      if (object.contains(name)) continue;
-      const auto text = *rc::gen::container<std::u32string>(
-          rc::gen::oneOf(rc::gen::inRange<char32_t>(1, 0x80), rc::gen::inRange<char32_t>(0x80, 0xD800),
-                         rc::gen::inRange<char32_t>(0xE000, 0x110000)));
-      std::string utf8;
-      for (const char32_t c : text) {
-        // Through the library's own escapes, so that this test does not encode by the code it tests.
-        char escape[32];
-        if (c < 0x10000) {
-          std::snprintf(escape, sizeof escape, "\"\\u%04x\"", static_cast<unsigned>(c));
-        } else {
-          const unsigned rest = static_cast<unsigned>(c) - 0x10000;
-          std::snprintf(escape, sizeof escape, "\"\\u%04x\\u%04x\"", 0xD800 + (rest >> 10),
-                        0xDC00 + (rest & 0x3FF));
-        }
-        utf8 += Json::parse(escape).get<std::string>();
-      }
-      switch (*rc::gen::inRange(0, 4)) {
-        case 0:
-          object[name] = Json{{"session_id", utf8}, {"cwd", {utf8}}};
-          break;
-        case 1:
-          object[name] = Json::array({"session_id", utf8, 5});
-          break;
-        default:
-          object[name] = utf8;
-      }
-    }
-    const auto expected = [&](const char* name, std::size_t limit) {
-      const auto found = object.find(name);
-      return found != object.end() && found->is_string() && found->get<std::string>().size() <= limit
-                 ? found->get<std::string>()
-                 : std::string();
-    };
-    const bool escaped = *rc::gen::arbitrary<bool>();
-    const Picked found = pick(object.dump(-1, ' ', escaped), *rc::gen::inRange<std::size_t>(1, 50));
-    RC_ASSERT(found.sessionId == expected("session_id", 512));
-    RC_ASSERT(found.cwd == expected("cwd", 4096));
-  }));
 }
 
 // Whatever comes in, the event that goes out is one that the receiver takes.

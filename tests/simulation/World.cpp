@@ -80,6 +80,22 @@ class NoLid final : public LidStateProvider {
   std::string description() const override { return "none"; }
 };
 
+class FakeProcesses final : public ProcessTable {
+ public:
+  explicit FakeProcesses(const Machine& machine) : machine_(machine) {}
+  std::optional<std::vector<ProcessLine>> read() override { return machine_.processes; }
+  std::optional<Date> startedAt(std::int32_t) override { return machine_.processesBegan; }
+  std::optional<Date> youngestChildStartedAt(std::int32_t) override { return machine_.childBegan; }
+
+ private:
+  const Machine& machine_;
+};
+
+class NoApplications final : public RunningApplications {
+ public:
+  std::vector<RunningApplication> list() override { return {}; }
+};
+
 }  // namespace
 
 void Machine::setBattery(bool onAC, int percent) {
@@ -152,9 +168,16 @@ void World::startHost() {
   thermalProvider_ = std::make_unique<FakeThermal>(machine);
   lidProvider_ = std::make_unique<NoLid>();
   transport_ = std::make_unique<Transport>(*this);
+  processes_ = std::make_unique<FakeProcesses>(machine);
+  applications_ = std::make_unique<NoApplications>();
   agents_ = std::make_shared<AgentStateCoordinator>(time.clock());
   auto battery = std::make_shared<BatteryMonitor>(*powerProvider_, *main_, time.clock());
   battery->queryPowerSource();
+  std::shared_ptr<ProcessMonitor> monitor;
+  if (scansProcesses) {
+    const ProcessMonitor::Sources sources{"/nonexistent", *processes_, *applications_};
+    monitor = std::make_shared<ProcessMonitor>(*scans_, time.clock(), sources);
+  }
   coordinator_ = AppCoordinator::create(
       {.mainQueue = *main_,
        .holdsQueue = *holds_,
@@ -167,6 +190,7 @@ void World::startHost() {
        .batteryMonitor = battery,
        .thermalMonitor = std::make_shared<ThermalMonitor>(*thermalProvider_, *main_),
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
+       .processMonitor = monitor,
        .hookReceiver = nullptr,
        .usageCoordinator = nullptr});
   coordinator_->start();
@@ -177,6 +201,7 @@ void World::killHost() {
   // A killed process does nothing more: its queues go with everything that waits in them.
   main_ = nullptr;
   holds_ = nullptr;
+  scans_ = nullptr;
   const auto before = machine.actions;
   coordinator_.reset();
   agents_.reset();
@@ -184,6 +209,7 @@ void World::killHost() {
   machine.actions = before;  // what destructors did, a killed process would not have done
   main_ = time.queue("main");
   holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  scans_ = time.queue(ProcessMonitor::queueLabel);
 }
 
 void World::startHelper() {
@@ -206,7 +232,7 @@ void World::killHelper() {
 }
 
 void World::event(AgentType agent, AgentState state, const std::string& session) {
-  agents_->didReceiveHookEvent(HookEvent::of(agent, state, time.now(), session));
+  coordinator_->hookEvents()->didReceiveHookEvent(HookEvent::of(agent, state, time.now(), session));
 }
 
 }  // namespace vigilo::test

@@ -33,6 +33,9 @@ struct Machine {
                                  .timeToEmpty = std::nullopt};
   int thermal = 0;
   bool assertionsFail = false;
+  // What the process table shows, where the host looks at it; when all of these began, and a child of theirs.
+  std::vector<ProcessLine> processes;
+  std::optional<Date> processesBegan, childBegan;
   Task powerChanged;
   Task thermalChanged;
 
@@ -67,7 +70,8 @@ class World {
   VirtualTime time;
   Machine machine;
   MemoryDefaults defaults;
-  bool helperHangs = false;  // takes requests and never answers in time
+  bool helperHangs = false;     // takes requests and never answers in time
+  bool scansProcesses = false;  // from the next start of the host on
 
  private:
   class Transport;
@@ -76,6 +80,7 @@ class World {
   std::string stateFile_;
   std::unique_ptr<Queue> main_ = time.queue("main");
   std::unique_ptr<Queue> holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  std::unique_ptr<Queue> scans_ = time.queue(ProcessMonitor::queueLabel);
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
 
   std::unique_ptr<SettingsStore> settings_;
@@ -83,6 +88,8 @@ class World {
   std::unique_ptr<PowerSourceProvider> powerProvider_;
   std::unique_ptr<ThermalStateProvider> thermalProvider_;
   std::unique_ptr<LidStateProvider> lidProvider_;
+  std::unique_ptr<ProcessTable> processes_;
+  std::unique_ptr<RunningApplications> applications_;
   std::unique_ptr<HelperTransport> transport_;
   std::shared_ptr<AgentStateCoordinator> agents_;
   std::shared_ptr<AppCoordinator> coordinator_;

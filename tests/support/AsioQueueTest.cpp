@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <future>
 #include <thread>
 #include <vector>
@@ -73,14 +72,6 @@ TEST_F(AsioQueueTest, TasksOfEachThreadRunOneAtATimeInTheirOrder) {
   EXPECT_FALSE(queue->isCurrent());
 }
 
-TEST_F(AsioQueueTest, ABlockedQueueStopsNoOther) {
-  const auto other = AsioQueue::withThread("com.vigilo.other");
-  std::promise<void> release;
-  queue->async([&] { release.get_future().wait(); });
-  other->sync([&] { release.set_value(); });
-  settle();
-}
-
 // A handler that takes 8 of every 20 ms must not push the following calls back.
 TEST_F(AsioQueueTest, ATimerKeepsItsRhythmHoweverLongItsTaskTakes) {
   constexpr auto interval = 20ms;
@@ -145,23 +136,6 @@ TEST_F(AsioQueueTest, CancellingOnTheQueueMeansNoFurtherCall) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AsioQueueTest, AReadSourceFiresWhileThereIsSomethingToRead) {
-  const Pipe pipe;
-  ASSERT_EQ(::write(pipe.write.get(), "abc", 3), 3);
-  std::string taken;
-  std::promise<void> done;
-  const CancelToken source = queue->readSource(pipe.read.get(), [&] {
-    char byte;
-    if (::read(pipe.read.get(), &byte, 1) != 1) return;
-    taken += byte;
-    if (taken.size() == 4) done.set_value();
-  });
-  settle();
-  ASSERT_EQ(::write(pipe.write.get(), "d", 1), 1);
-  done.get_future().wait();
-  EXPECT_EQ(taken, "abcd");
-}
-
 // The owner closes it next, and the number may be used again at once.
 TEST_F(AsioQueueTest, AReadSourceNeverClosesItsDescriptorAndLetsGoOfIt) {
   for (const bool onTheQueue : {true, false}) {
@@ -212,21 +186,16 @@ TEST_F(AsioQueueTest, SyncOnAnEndedQueueRunsInPlace) {
   EXPECT_TRUE(ran);
 }
 
-TEST_F(AsioQueueTest, AMainQueueServesTheCallerUntilItStopsAndHearsSignals) {
-  const auto main = AsioQueue::mainQueue();
-  std::vector<int> heard;
-  main->onSignal({SIGUSR1, SIGUSR2}, [&](int number) {
-    EXPECT_TRUE(main->isCurrent());
-    heard.push_back(number);
-    if (heard.size() == 3) {
-      main->stop();
-    } else {
-      ::raise(heard.size() == 1 ? SIGUSR2 : SIGUSR1);
-    }
+TEST_F(AsioQueueTest, ATaskThatHangsIsWaitedForNoLongerThanAsked) {
+  std::promise<void> begun, end;
+  queue->async([&] {
+    begun.set_value();
+    end.get_future().wait();
   });
-  main->async([] { ::raise(SIGUSR1); });
-  main->run();
-  EXPECT_EQ(heard, (std::vector{SIGUSR1, SIGUSR2, SIGUSR1}));
+  begun.get_future().wait();
+  EXPECT_FALSE(queue->stopAndWait(10ms));
+  end.set_value();
+  EXPECT_TRUE(queue->stopAndWait(60s));
 }
 
 TEST(AsioQueueDeathTest, SyncOntoItsOwnThreadAborts) {

@@ -25,43 +25,17 @@ TEST(Log, FormatsAsPrintfDoes) {
                                 "info [test] 1.500000 90.0 0.25", "info [test] true false"}));
 }
 
+TEST(Log, ATextFromOutsideCannotPassForALineOfItsOwn) {
+  test::MemorySink sink;
+  log.info("id %s, 100%%", "a\nerror [lease] \x1B[31mforged\x7F \xC3\xA9");
+  EXPECT_EQ(sink.take(), Lines{"info [test] id a?error [lease] ?[31mforged? \xC3\xA9, 100%"});
+}
+
 TEST(Log, AHugeNumberIsWrittenWhole) {
   test::MemorySink sink;
   log.info("%f", -std::numeric_limits<double>::max());
   const std::string line = sink.take().at(0);
   EXPECT_EQ(line.size(), std::string("info [test] ").size() + 1 + 309 + 7);
-}
-
-TEST(Log, ALineThatNobodyWantsIsNotFormatted) {
-  struct Picky final : LogSink {
-    Picky() : before(installLogSink(this)) {}
-    ~Picky() override { installLogSink(before); }
-    bool accepts(LogLevel level) const noexcept override { return level == LogLevel::error; }
-    void write(LogLevel, std::string_view, std::string_view, std::string_view) noexcept override {
-      ++written;
-    }
-    LogSink* before;
-    int written = 0;
-  } sink;
-  log.debug("%s", "no");
-  log.info("%s", "no");
-  log.error("%s", "yes");
-  EXPECT_EQ(sink.written, 1);
-}
-
-TEST(FailureEpisode, ReportsTheBeginningEachChangeAndTheEnd) {
-  FailureEpisode episode;
-  EXPECT_FALSE(episode.ends());
-  EXPECT_TRUE(episode.begins("a"));
-  EXPECT_FALSE(episode.begins("a"));
-  EXPECT_TRUE(episode.begins("b"));
-  EXPECT_TRUE(episode.ends());
-  EXPECT_FALSE(episode.ends());
-  EXPECT_TRUE(episode.begins("b"));
-}
-
-TEST(FatalDeathTest, SaysWhyBeforeItAborts) {
-  EXPECT_DEATH(fatal("the reason"), "vigilo: fatal: the reason");
 }
 
 }  // namespace

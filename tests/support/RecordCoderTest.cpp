@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
 
 #include <limits>
 
-#include "agents/AgentModel.h"
 #include "support/RecordCoding.h"
 
 namespace vigilo {
@@ -107,23 +105,6 @@ TEST(RecordCoder, TakesWhatMeansTheSame) {
   EXPECT_EQ(full->inner, (Inner{Level::high, std::nullopt}));
 }
 
-TEST(RecordCoder, WritesFieldsInOrderAndOmitsWhatIsAbsent) {
-  const Outer record{-1, 0.1, true, "a\"\n", {2.5}, {}, {{Level::high, "n"}}, {{"b", 1}, {"a", 2}}};
-  EXPECT_EQ(encodeRecord(record), R"({"count":-1,"ratio":0.1,"flag":true,"text":"a\"\n","at":2.5,)"
-                                  R"("list":[{"level":"HIGH","note":"n"}],"byName":{"a":2,"b":1}})");
-  EXPECT_EQ(encodeRecord(Inner{}, exportForm), "{\n  \"level\": \"low\"\n}");
-}
-
-TEST(RecordCoder, TheExportFormSortsKeysAndWritesReadableDates) {
-  const Outer record{1, 1, false, "", Date::fromUnix(1795247831.75), {}, {}, {}};
-  const std::string text = encodeRecord(record, exportForm);
-  EXPECT_EQ(text,
-            "{\n  \"at\": \"2026-11-21T07:57:11Z\",\n  \"byName\": {},\n  \"count\": 1,\n  \"flag\": false,\n"
-            "  \"list\": [],\n  \"ratio\": 1.0,\n  \"text\": \"\"\n}");
-  EXPECT_EQ(decodeRecord<Outer>(text, exportForm)->at, Date::fromUnix(1795247831));
-  EXPECT_FALSE(decodeRecord<Outer>(with("", ""), exportForm)) << "a number is no readable date";
-}
-
 TEST(RecordCoder, NeverWritesWhatJsonCannotHold) {
   EXPECT_THROW(encodeRecord(Outer{.ratio = std::numeric_limits<double>::infinity()}), std::domain_error);
   EXPECT_THROW(encodeRecord(Outer{.at = {std::numeric_limits<double>::quiet_NaN()}}), std::domain_error);
@@ -136,60 +117,6 @@ TEST(RecordCoder, NeverWritesWhatJsonCannotHold) {
 TEST(RecordCoder, DeepNestingIsNoCrash) {
   for (const char open : {'[', '{'}) EXPECT_FALSE(decodeRecord<Outer>(std::string(200000, open)));
   EXPECT_FALSE(decodeRecord<Outer>(std::string(200000, '[') + std::string(200000, ']')));
-}
-
-template <class E>
-rc::Gen<E> anyOf() {
-  std::vector<E> values;
-  for (const auto& [value, text] : RawValues<E>::table) values.push_back(value);
-  return rc::gen::elementOf(values);
-}
-
-// Any double that is a number, of all sizes.
-rc::Gen<double> anyNumber() {
-  return rc::gen::map(rc::gen::pair(rc::gen::arbitrary<double>(), rc::gen::inRange(-300, 300)),
-                      [](auto parts) {
-                        const double value = parts.first * std::pow(10.0, parts.second);
-                        return std::isfinite(value) ? value : parts.first;
-                      });
-}
-
-std::string anyText() {
-  static const std::string pieces[] = {"",       "\"", "\\", "\n",  std::string(1, '\0'), "é", "😀",
-                                       "\u2028", "a",  "{",  "\x7F"};
-  std::string text;
-  for (int i = *rc::gen::inRange(0, 6); i > 0; --i) text += pieces[*rc::gen::inRange(0, 11)];
-  return text;
-}
-
-template <class T>
-std::optional<T> maybe(const rc::Gen<T>& gen) {
-  return *rc::gen::arbitrary<bool>() ? std::optional<T>(*gen) : std::nullopt;
-}
-
-TEST(RecordCoder, AnySessionSurvivesTheRoundTripToTheLastDigit) {
-  EXPECT_TRUE(rc::check([] {
-    const auto integers = rc::gen::arbitrary<std::int64_t>();
-    AgentSession session;
-    session.id = anyText();
-    session.agentType = *anyOf<AgentType>();
-    session.state = *anyOf<AgentState>();
-    session.startedAt = {*anyNumber()};
-    session.lastEventAt = {*anyNumber()};
-    session.pid = maybe(rc::gen::arbitrary<std::int32_t>());
-    if (*rc::gen::arbitrary<bool>()) session.cwd = anyText();
-    if (*rc::gen::arbitrary<bool>()) session.lastEventDescription = anyText();
-    if (*rc::gen::arbitrary<bool>()) {
-      session.usageMetrics =
-          UsageMetrics{maybe(integers), {}, maybe(integers), {}, {}, maybe(integers), {}, maybe(anyNumber()),
-                       {*anyNumber()}};
-    }
-    session.integrationType = *anyOf<IntegrationType>();
-    session.confidence = *anyNumber();
-    const auto again = decodeRecord<AgentSession>(encodeRecord(session));
-    RC_ASSERT(bool(again));
-    RC_ASSERT(*again == session);
-  }));
 }
 
 }  // namespace

@@ -157,12 +157,5 @@ TEST_F(CodexUsageProviderTest, QuotaAndContextLastFromPollToPoll) {
   EXPECT_TRUE(report().quota.isAvailable());
 }
 
-TEST_F(CodexUsageProviderTest, MonitoringSaysWhereItWatches) {
-  provider.startMonitoring([](std::vector<UsageEvent>) {});
-  time.runUntilIdle();
-  EXPECT_EQ(log.take(), std::vector<std::string>{"info [usage.codex] CodexUsageProvider started watching " +
-                                                 home.path(".codex/sessions")});
-}
-
 }  // namespace
 }  // namespace vigilo::test

@@ -212,13 +212,6 @@ TEST_F(OpenCodeUsageProviderTest, WhatIsNoDatabaseOfTheAgentIsPassedOver) {
   EXPECT_FALSE(std::filesystem::exists(home.path(database) + "-journal"));
 }
 
-TEST_F(OpenCodeUsageProviderTest, MonitoringSaysWhereItReads) {
-  provider.startMonitoring([](std::vector<UsageEvent>) {});
-  time.runUntilIdle();
-  EXPECT_EQ(log.take(), std::vector<std::string>{"info [usage.opencode] OpenCodeUsageProvider active on " +
-                                                 home.path(database)});
-}
-
 // The path is part of an address in which these characters mean something.
 TEST(OpenCodeUsagePath, AHomeFolderMayHaveAnyName) {
   TempFolder parent;

@@ -1,8 +1,5 @@
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "support/RecordCoder.h"
@@ -50,23 +47,11 @@ class UsageStoreFileTest : public ::testing::Test {
   bool exists(const std::string& name) const {
     return std::filesystem::exists(home_.path(folderName + name));
   }
-  std::size_t filesInFolder() const {
-    const std::filesystem::directory_iterator entries(home_.path(folderName));
-    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-  }
 
   test::TempFolder home_;
   test::MemorySink log_;
   WriteGate mayWrite_ = [](const std::string&) { return true; };
 };
-
-TEST_F(UsageStoreFileTest, FileIsTheRecordsInOrderWithoutBlanks) {
-  store().record(std::vector{turn("1"), turn("2")});
-  SessionUsageRecord session = *decodeRecord<SessionUsageRecord>(storedSession);
-  session.totalTokens = session.inputTokens = 20;
-  EXPECT_EQ(home_.read(fileName), file(R"("schemaVersion":1,)", storedEvent + "," + encodeRecord(turn("2")),
-                                       R"("s":)" + encodeRecord(session), R"("codex_s_1","codex_s_2")"));
-}
 
 TEST_F(UsageStoreFileTest, LoadingTakesOverEventsSessionsAndKeys) {
   home_.write(fileName,
@@ -196,38 +181,6 @@ TEST_F(UsageStoreFileTest, FailingSavesAreToldOnceAndMadeUpFor) {
   store.syncToDisk();
   EXPECT_EQ(log_.take(), std::vector<std::string>{"info [usage.store] The usage store is saved again"});
   EXPECT_EQ(this->store().allEvents().size(), 3u);
-}
-
-// A limit on the size of files fails a write in the middle, as a full disk does.
-TEST_F(UsageStoreFileTest, FullDiskLosesNothing) {
-  auto store = this->store();
-  store.record(turn("1"));
-  const std::string before = home_.read(fileName);
-  ::signal(SIGXFSZ, SIG_IGN);
-  rlimit unlimited{};
-  ::getrlimit(RLIMIT_FSIZE, &unlimited);
-  const rlimit full{before.size() + 10, unlimited.rlim_max};
-  ::setrlimit(RLIMIT_FSIZE, &full);
-  EXPECT_TRUE(store.record(turn("2")));
-  EXPECT_TRUE(store.record(turn("3")));
-  ::setrlimit(RLIMIT_FSIZE, &unlimited);
-  EXPECT_EQ(log_.take(), std::vector<std::string>{"error [usage.store] Failed to save usage store: " +
-                                                  home_.path(fileName) + ": File too large"});
-  EXPECT_EQ(home_.read(fileName), before);
-  EXPECT_EQ(filesInFolder(), 1u);
-  EXPECT_TRUE(store.record(turn("4")));
-  EXPECT_EQ(this->store().allEvents().size(), 4u);
-}
-
-TEST_F(UsageStoreFileTest, FileKeepsItsPermissions) {
-  store().record(turn("1"));
-  struct stat info {};
-  ASSERT_EQ(::stat(home_.path(fileName).c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
-  ::chmod(home_.path(fileName).c_str(), 0640);
-  store().record(turn("2"));
-  ASSERT_EQ(::stat(home_.path(fileName).c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0640u);
 }
 
 // More than one block of encoded text, and more pieces than one system call takes.

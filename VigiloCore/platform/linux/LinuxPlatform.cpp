@@ -3,8 +3,8 @@
 namespace vigilo {
 
 Platform Platform::ofThisMachine() {
-  return {makePowerAssertions(), makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider()};
+  return {makePowerAssertions(),  makePowerSourceProvider(), makeThermalStateProvider(),
+          makeLidStateProvider(), makeProcessTable(),        makeRunningApplications()};
 }
 
 }  // namespace vigilo

@@ -1,4 +1,4 @@
-#include "usage/NewestLogFiles.h"
+#include "support/NewestLogFiles.h"
 
 #include <dirent.h>
 #include <fcntl.h>
