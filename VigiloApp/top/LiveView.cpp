@@ -21,6 +21,7 @@ constexpr auto tickInterval = 1s;
 constexpr auto drawDelay = 40ms;
 constexpr double usagePeriod = 10;  // seconds
 constexpr double noticeTime = 6;    // seconds
+constexpr double silenceLimit = 5;  // seconds
 constexpr std::int64_t hoursShown = 24;
 constexpr std::int64_t logLines = 60;
 
@@ -54,6 +55,11 @@ void LiveView::start() {
 void LiveView::tick() {
   model_.now = parts_.clock();
   if (!isFollowing_) follow();
+  if (!model_.report && model_.connection == Connection::connecting &&
+      model_.now - followedAt_ > silenceLimit) {
+    model_.connection = Connection::notAnswering;
+    model_.trouble = "it takes connections and says nothing";
+  }
   if (model_.connection == Connection::live) {
     const double since = model_.now - usageAskedAt_;
     if (!(since >= 0 && since < usagePeriod)) askForUsage();
@@ -65,6 +71,7 @@ void LiveView::tick() {
 }
 
 void LiveView::follow() {
+  followedAt_ = model_.now;
   isFollowing_ = true;
   isRefused_ = false;
   link_.follow([this](const ControlResponse& response) { heard(response); }, [this] { lost(); });
@@ -95,6 +102,7 @@ void LiveView::lost() {
 
 // Whether the host said what it was asked for; what it said instead is shown.
 bool LiveView::understood(const std::optional<ControlResponse>& response) {
+  // No host at all shows in the following.
   if (!response) return false;
   if (response->exitCode == exitOk) {
     model_.connection = Connection::live;
@@ -108,7 +116,7 @@ bool LiveView::understood(const std::optional<ControlResponse>& response) {
 void LiveView::askForUsage() {
   usageAskedAt_ = model_.now;
   link_.ask({.command = ControlCommand::usageHours, .limit = hoursShown}, [this](const auto& response) {
-    if (!understood(response) || !response->usageHours) return;
+    if (!model_.report || !understood(response) || !response->usageHours) return;
     model_.usageHours = *response->usageHours;
     drawSoon();
   });
@@ -117,7 +125,7 @@ void LiveView::askForUsage() {
 void LiveView::askForLog() {
   isLogStale_ = false;
   link_.ask({.command = ControlCommand::recentLog, .limit = logLines}, [this](const auto& response) {
-    if (!understood(response) || !response->recentLog) return;
+    if (!model_.report || !understood(response) || !response->recentLog) return;
     model_.recentLog = *response->recentLog;
     drawSoon();
   });
@@ -184,7 +192,7 @@ void LiveView::scrollBy(int lines) {
 
 void LiveView::toggle(const char* setting, bool now, const char* whenOn, const char* whenOff) {
   change({.command = ControlCommand::setSetting, .key = setting, .value = now ? "false" : "true"},
-         std::string(now ? "turning off " : "turning on ") + setting + "...", now ? whenOff : whenOn);
+         "asking the host...", now ? whenOff : whenOn);
 }
 
 // What is being done is told at once, what became of it when the host has answered; in the host's own words

@@ -63,6 +63,7 @@ class LiveView {
   bool isRefused_ = false;   // the host's last word to the following was no status
   bool isLogStale_ = false;  // something has happened since the log was asked for
   bool isDrawingSoon_ = false;
+  Date followedAt_;
   Date usageAskedAt_;
   Date noticeAt_;
   CancelToken ticks_;

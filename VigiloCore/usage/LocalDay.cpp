@@ -40,6 +40,7 @@ LocalDay LocalDay::containing(Date moment) {
 }
 
 Date startOfLocalHour(Date moment) {
+  ::tzset();
   const auto seconds = static_cast<std::time_t>(std::floor(moment.unixSeconds()));
   std::tm parts{};
   if (::localtime_r(&seconds, &parts) == nullptr) return moment;

@@ -149,6 +149,10 @@ class TopTest(harness.TestCase):
         self.wait_for_screen("nothing is held", "Agents")
         os.kill(pid, signal.SIGTERM)
         self.expect_clean_end(0)
+        self.tmux("clear-history", ";", "send-keys", "clear; sh script", "Enter")
+        self.wait_for_screen("nothing is held")
+        os.kill(self.pid(), signal.SIGABRT)
+        self.expect_clean_end(134)
 
     def test_plain_terminals_get_plain_signs(self):
         self.start_host()
