@@ -31,12 +31,11 @@ attr_t colour(short pair, int foreground) {
   return static_cast<attr_t>(COLOR_PAIR(pair));
 }
 
+// Nothing in reverse: bars are made of full blocks, which that would empty.
 void chooseStylesWithoutColours() {
-  for (attr_t& attribute : attributes) attribute = A_NORMAL;
+  for (attr_t& attribute : attributes) attribute = A_BOLD;
+  for (const Style style : {Style::plain, Style::good}) setStyle(style, A_NORMAL);
   for (const Style style : {Style::dim, Style::faint}) setStyle(style, A_DIM);
-  for (const Style style : {Style::strong, Style::accent, Style::goodStrong, Style::warn, Style::warnStrong})
-    setStyle(style, A_BOLD);
-  for (const Style style : {Style::bad, Style::badStrong}) setStyle(style, A_REVERSE);
 }
 
 // The terminal's own palette, which its user has chosen; greys only where it has more than that.
@@ -84,11 +83,14 @@ void giveBack() {
   if (!isendwin()) endwin();
 }
 
+bool can(const char* capability) {
+  const char* const sequence = tigetstr(capability);
+  return sequence != nullptr && sequence != reinterpret_cast<const char*>(-1);
+}
+
 // Where the terminal has no screen to go back to, it is left empty.
 void clearAndGiveBack() {
-  char leave[] = "rmcup";
-  const char* const sequence = tigetstr(leave);
-  if (sequence == nullptr || sequence == reinterpret_cast<const char*>(-1)) {
+  if (!can("rmcup")) {
     erase();
     refresh();
   }
@@ -116,10 +118,12 @@ std::unique_ptr<TopTerminal> TopTerminal::open(std::string& problem) {
     return nullptr;
   }
   set_escdelay(escapeDelayMs);
-  if (newterm(nullptr, stdout, stdin) == nullptr) {
+  const bool isKnown = newterm(nullptr, stdout, stdin) != nullptr;
+  if (!isKnown || !can("cup")) {
+    if (isKnown) endwin();
     const char* const term = std::getenv("TERM");
-    problem =
-        std::string("this terminal is not known (TERM is ") + (term != nullptr ? term : "not set") + ")";
+    problem = std::string("this terminal ") + (isKnown ? "cannot be drawn on" : "is not known") +
+              " (TERM is " + (term != nullptr ? term : "not set") + ")";
     return nullptr;
   }
   return std::unique_ptr<TopTerminal>(new TopTerminal(std::move(input), chooseGlyphs()));

@@ -15,8 +15,7 @@ class TopTest(harness.TestCase):
     def setUp(self):
         super().setUp()
         self.home = self.folder()
-        self.socket = self.folder() / "tmux"
-        self.addCleanup(self.tmux, "kill-server", check=False)
+        self.socket = None
 
     def tmux(self, *arguments, check=True):
         environment = {key: value for key, value in os.environ.items() if key != "TMUX"}
@@ -42,7 +41,12 @@ class TopTest(harness.TestCase):
         self.tmux("send-keys", *keys)
 
     def open(self, width=80, height=24, **environment):
-        """A shell in which a script runs the live view, and tells how it ended and what the terminal's modes are."""
+        """A shell in which a script runs the live view, and tells how it ended and what the terminal's modes are.
+        Each in a terminal of its own; the one before is closed."""
+        if self.socket:
+            self.tmux("kill-server")
+        self.socket = self.folder() / "tmux"
+        self.addCleanup(self.tmux, "-S", str(self.socket), "kill-server", check=False)
         settings = " ".join(f"{name}={shlex.quote(value)}" for name, value in environment.items())
         (self.home / "script").write_text(f"trap : INT; stty -g > before; env {settings} {shlex.quote(str(harness.BIN / 'vigilo'))} "
                                           "top; echo ended with $?; stty -g > after\n")
@@ -166,15 +170,14 @@ class TopTest(harness.TestCase):
                 self.assertEqual(colours, "LC_ALL" in environment or environment.get("TERM") == "linux", self.screen())
                 self.press("q")
                 self.expect_clean_end(0)
-                self.tmux("kill-server")
-                self.socket = self.folder() / "tmux"
 
     def test_without_a_terminal_it_says_so(self):
         result = self.vigilo("top")
         self.assertEqual((result.returncode, result.stdout), (69, ""))
         self.assertIn("needs a terminal", result.stderr)
-        self.open(TERM="nonsense")
-        self.wait_for_screen("this terminal is not known (TERM is nonsense)", "ended with 69")
+        for term, problem in ("nonsense", "is not known"), ("dumb", "cannot be drawn on"):
+            self.open(TERM=term)
+            self.wait_for_screen(f"this terminal {problem} (TERM is {term})", "ended with 69")
 
     def test_the_log_is_told_without_the_view(self):
         self.assertEqual(self.vigilo("log").returncode, 3)
