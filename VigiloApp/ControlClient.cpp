@@ -8,13 +8,17 @@
 namespace vigilo {
 namespace {
 
-constexpr int answerLimitMs = 5000;
+using std::chrono::milliseconds;
 
-UniqueFd connectTo(const std::string& path) {
+int count(milliseconds time) {
+  return static_cast<int>(time.count());
+}
+
+UniqueFd connectTo(const std::string& path, milliseconds answerLimit) {
   UniqueFd fd = makeUnixSocket();
   const auto address = unixSocketAddress(path);
   if (!fd || !address) return {};
-  setSocketTimeouts(fd.get(), answerLimitMs);
+  setSocketTimeouts(fd.get(), count(answerLimit));
   if (::connect(fd.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) return {};
   return fd;
 }
@@ -65,14 +69,16 @@ ControlResponse understood(const std::optional<std::string>& line) {
 }
 
 std::optional<ControlResponse> ControlClient::request(const ControlRequest& request) const {
-  const UniqueFd fd = connectTo(socketPath_);
+  const UniqueFd fd = connectTo(socketPath_, answerLimit_);
   if (!fd) return std::nullopt;
   if (!sendRequest(fd.get(), request)) return understood(std::nullopt);
   return understood(LineReader(fd.get()).next());
 }
 
-bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& line) const {
-  const UniqueFd fd = connectTo(socketPath_);
+bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& line,
+                           std::optional<milliseconds> time) const {
+  const auto begin = std::chrono::steady_clock::now();
+  const UniqueFd fd = connectTo(socketPath_, answerLimit_);
   if (!fd) return false;
   ControlRequest request;
   request.command = ControlCommand::follow;
@@ -83,6 +89,11 @@ bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& li
   setSocketTimeouts(fd.get(), 0);
   for (; next; next = reader.next()) {
     if (!line(understood(next))) break;
+    if (!time) continue;
+    const auto left =
+        *time - std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+    if (left <= milliseconds::zero()) break;
+    setSocketTimeouts(fd.get(), count(left));
   }
   return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,18 +16,22 @@ ControlResponse understood(const std::optional<std::string>& line);
 // A command's end of the control socket. Blocks; not thread-safe.
 class ControlClient {
  public:
-  explicit ControlClient(std::string socketPath) : socketPath_(std::move(socketPath)) {}
+  explicit ControlClient(std::string socketPath,
+                         std::chrono::milliseconds answerLimit = std::chrono::seconds(5))
+      : socketPath_(std::move(socketPath)), answerLimit_(answerLimit) {}
 
-  // The host's answer; absent when no host listens. A host that does not answer within five seconds, or says
-  // something that cannot be read, yields a response with exitUnavailable and a message.
+  // The host's answer; absent when no host listens. A host that does not answer in time, or says something
+  // that cannot be read, yields a response with exitUnavailable and a message.
   std::optional<ControlResponse> request(const ControlRequest& request) const;
 
-  // Calls `line` for each response of a following request until it returns false or the host ends. False when
-  // no host listens.
-  bool follow(const std::function<bool(const ControlResponse&)>& line) const;
+  // Calls `line` for each response of a following request until it returns false, the host ends or the time,
+  // if any is given, is over. False when no host listens.
+  bool follow(const std::function<bool(const ControlResponse&)>& line,
+              std::optional<std::chrono::milliseconds> time = std::nullopt) const;
 
  private:
   const std::string socketPath_;
+  const std::chrono::milliseconds answerLimit_;
 };
 
 }  // namespace vigilo

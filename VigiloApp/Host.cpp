@@ -78,6 +78,7 @@ class Host {
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
   const std::unique_ptr<AsioQueue> scans_ = AsioQueue::withThread(ProcessMonitor::queueLabel);
+  const std::unique_ptr<AsioQueue> notificationsQueue_ = AsioQueue::withThread("com.vigilo.notifications");
   UsageProviders usageProviders_;
   const std::unique_ptr<AsioQueue> settingsQueue_ = AsioQueue::withThread("com.vigilo.settings");
 
@@ -99,6 +100,7 @@ class Host {
   const std::shared_ptr<ProcessMonitor> processes_;
   UsageStore usageStore_;
   const std::shared_ptr<UsageCoordinator> usage_;
+  const std::shared_ptr<NotificationController> notifications_;
   std::shared_ptr<AppCoordinator> coordinator_;
   std::unique_ptr<StatusSource> status_;
   std::unique_ptr<HostControl> hostControl_;
@@ -128,10 +130,15 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
                                        .queue = *usageQueue_,
                                        .clock = Date::now,
                                        .store = usageStore_,
-                                       .providers = usageProviders_.all()})) {
+                                       .providers = usageProviders_.all()})),
+      notifications_(NotificationController::create({.queue = *notificationsQueue_,
+                                                     .settings = settings_,
+                                                     .service = *platform_.userNotifications,
+                                                     .sounds = *platform_.systemSounds})) {
   SettingsStore::installShared(&settings_);
   UsageStore::installShared(&usageStore_);
   UsageCoordinator::installShared(usage_.get());
+  NotificationController::installShared(notifications_.get());
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
                                          .holdsQueue = *holds_,
@@ -145,7 +152,8 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
                                          .lidMonitor = lid_,
                                          .processMonitor = processes_,
                                          .hookReceiver = receiver_,
-                                         .usageCoordinator = usage_});
+                                         .usageCoordinator = usage_,
+                                         .notifications = notifications_});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .holdsQueue = *holds_,
                                                                .clock = Date::now,
@@ -171,7 +179,8 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get()})
+  for (AsioQueue* queue :
+       {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(), notificationsQueue_.get()})
     queue->stopAndWait();
   usageProviders_.stopAndWait();
   if (const auto error = defaults_->synchronize())
@@ -184,6 +193,7 @@ int Host::run() {
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
+  NotificationController::installShared(nullptr);
   return exitOk;
 }
 
@@ -226,6 +236,7 @@ std::string Host::introduction(const DeepSleepStatus& helper) const {
          row("deep hold  ", helperText(helper)) + row("lid        ", platform_.lidState->description()) +
          row("power      ", powerText(battery_->currentSnapshot())) +
          row("thermal    ", platform_.thermalState->description()) +
+         row("notices    ", platform_.userNotifications->description()) +
          row("settings   ", directories_.preferences + "/com.vigilo.app.toml");
 }
 

@@ -45,7 +45,10 @@ int statusCommand(const Directories& directories, StatusOptions options) {
   } else {
     hostRuns = false;
   }
-  if (hostRuns) return exitCode;
+  return hostRuns ? exitCode : noHostRuns();
+}
+
+int noHostRuns() {
   std::fputs("vigilo: no host runs, so nothing is held. Start one with `vigilo run`.\n", stderr);
   return exitNoHost;
 }

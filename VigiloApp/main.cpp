@@ -3,16 +3,19 @@
 #include <optional>
 #include <string>
 
+#include "VigiloApp/AgentsCommand.h"
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
 #include "VigiloApp/LogCommand.h"
 #include "VigiloApp/SettingsCommands.h"
+#include "VigiloApp/SetupCommand.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
 #include "VigiloApp/top/TopCommand.h"
 #include "platform/Directories.h"
+#include "platform/SystemSounds.h"
 
 namespace {
 
@@ -156,6 +159,25 @@ int main(int argc, char** argv) {
   budgets->add_flag("--json", budgetsAsJson, "Print JSON");
   budgets->callback([&] { exitCode = budgetsCommand(directories, budgetsAsJson); });
 
+  bool agentsAsJson = false;
+  auto* agents =
+      app.add_subcommand("agents", "Tell which agents are installed and whether they reach Vigilo");
+  agents->add_flag("--json", agentsAsJson, "Print JSON");
+  agents->callback([&] { exitCode = agentsCommand(directories, agentsAsJson); });
+
+  SetupOptions setupOptions;
+  auto* setup = app.add_subcommand("setup", "Show how to make an agent's hooks tell Vigilo what it is doing");
+  setup->add_option("AGENT", setupOptions.agent, "claude, codex, gemini, opencode, ...")->required();
+  setup->add_option("--relay", setupOptions.relay,
+                    "The relay's path; the one beside this program without it");
+  auto* setupAsJson = setup->add_flag("--json", setupOptions.json, "Print JSON");
+  auto* check = setup->add_flag("--check", setupOptions.check,
+                                "Wait for an event from the agent: exit 0 when one came, 1 when none did");
+  check->excludes(setupAsJson);
+  setup->add_option("--wait", setupOptions.wait, "How long to wait: 90s, 2m; a minute without it")
+      ->needs(check);
+  setup->callback([&] { exitCode = setupCommand(directories, setupOptions); });
+
   auto* helper = app.add_subcommand("helper", "Speak to the helper daemon directly");
   helper->require_subcommand(1);
   helper->add_subcommand("status", "Tell whether a helper runs and what it holds")->callback([&] {
@@ -163,6 +185,11 @@ int main(int argc, char** argv) {
   });
   helper->add_subcommand("uninstall", "Make the helper give its hold back, whoever asked for it")
       ->callback([&] { exitCode = helperUninstallCommand(directories); });
+
+  std::string soundEvent;
+  auto* playSound = app.add_subcommand(soundPlayerArgument, "What the host starts for a sound")->group("");
+  playSound->add_option("EVENT", soundEvent)->required();
+  playSound->callback([&] { exitCode = runSoundPlayer(soundEvent); });
 
   try {
     app.parse(argc, argv);

@@ -83,6 +83,7 @@ std::shared_ptr<HookEventReceiverDelegate> AppCoordinator::hookEvents() const {
 
 void AppCoordinator::start() {
   log_.info("Starting Vigilo AppCoordinator...");
+  if (parts_.notifications != nullptr) parts_.notifications->requestAuthorization();
   parts_.batteryMonitor->start();
   parts_.thermalMonitor->start();
   // The lid is asked for on the bus.
@@ -115,7 +116,7 @@ void AppCoordinator::stop(std::function<void()> released) {
 }
 
 void AppCoordinator::tick() {
-  const Date now = parts_.clock();
+  const Date now = readClock();
   refreshInputsAfterPause(now);
   removeForgottenSessions(now);
   parts_.agentCoordinator->sweepStaleSessions(now);
@@ -136,6 +137,14 @@ void AppCoordinator::refreshInputsAfterPause(Date now) {
   log_.info("The clock moved by itself (a sleep, or the time was set): reading every input again");
   parts_.batteryMonitor->refresh();
   parts_.thermalMonitor->refresh();
+}
+
+// A clock that reads earlier than before was set back.
+Date AppCoordinator::readClock() {
+  const Date now = parts_.clock();
+  if (lastReading_ && now < *lastReading_) parts_.agentCoordinator->clockWasSetBack(*lastReading_ - now);
+  lastReading_ = now;
+  return now;
 }
 
 void AppCoordinator::removeForgottenSessions(Date now) {
@@ -178,15 +187,16 @@ void AppCoordinator::coordinatorDidUpdateSessions(SessionSnapshot sessions,
 
 void AppCoordinator::evaluate() {
   evaluationWaits_ = false;
+  readClock();
   PolicyEvaluationContext context;
   context.config = parts_.settings.policyConfig();
   context.sessions = parts_.agentCoordinator->sessions();
   context.powerSource = parts_.batteryMonitor->currentSnapshot();
   context.thermalState = parts_.thermalMonitor->currentThermalState();
-  context.now = parts_.clock();
   context.pauseUntil = parts_.settings.pauseUntil();
   context.lastActiveAgentStoppedAt = parts_.agentCoordinator->lastActiveAgentStoppedAt();
   context.isCurrentlyBatteryBlocked = isBatteryBlocked_;
+  context.now = parts_.clock();  // last: nothing that was read is later
   const WakeDecision decision = policyEngine_.evaluate(context);
 
   updateBatteryLatch(decision, context.powerSource, context.config);
@@ -237,12 +247,25 @@ void AppCoordinator::handleDecisionTransition(const WakeDecision& from, const Wa
   if (const auto* hold = to.hold()) {
     if (!from.isHolding()) protectionStartedAt.set(parts_.clock());
     requestHold(*hold);
-    // The notice that protection has started is posted here, for max(activeAgentCount, 1) agents, when it had
-    // not.
+    if (!from.isHolding() && parts_.notifications != nullptr)
+      parts_.notifications->notifyProtectionStarted(std::max(hold->activeAgentCount, 1));
   } else if (from.isHolding()) {
     protectionStartedAt.set(std::nullopt);
     holds_.release([] {});
-    // The notice that belongs to the new decision is posted here.
+    notifyOfEnd(to);
+  }
+}
+
+// What the user asked for himself, a pause say, is no news to him.
+void AppCoordinator::notifyOfEnd(const WakeDecision& decision) {
+  if (parts_.notifications == nullptr) return;
+  if (decision.release() != nullptr) {
+    parts_.notifications->notifyProtectionFinished();
+  } else if (decision.isBlocked(SafetyBlock::thermalCritical)) {
+    parts_.notifications->notifyThermalCutoff();
+  } else if (decision.isBlocked(SafetyBlock::batteryBelowFloor)) {
+    const auto percent = parts_.batteryMonitor->currentSnapshot().batteryPercent;
+    if (percent) parts_.notifications->notifyBatteryCutoff(*percent);
   }
 }
 

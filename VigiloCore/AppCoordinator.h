@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "HoldApplier.h"
+#include "NotificationController.h"
 #include "UsageCoordinator.h"
 #include "agents/AgentStateCoordinator.h"
 #include "agents/HookEventReceiver.h"
@@ -47,9 +48,10 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
     std::shared_ptr<BatteryMonitoring> batteryMonitor;
     std::shared_ptr<ThermalMonitoring> thermalMonitor;
     std::shared_ptr<LidMonitoring> lidMonitor;
-    std::shared_ptr<ProcessMonitor> processMonitor;      // none where processes are not looked at
-    std::shared_ptr<HookEventReceiver> hookReceiver;     // none in a simulation
-    std::shared_ptr<UsageCoordinator> usageCoordinator;  // none where nothing is recorded
+    std::shared_ptr<ProcessMonitor> processMonitor;         // none where processes are not looked at
+    std::shared_ptr<HookEventReceiver> hookReceiver;        // none in a simulation
+    std::shared_ptr<UsageCoordinator> usageCoordinator;     // none where nothing is recorded
+    std::shared_ptr<NotificationController> notifications;  // none where nobody is told
   };
 
   static std::shared_ptr<AppCoordinator> create(Components components);
@@ -95,6 +97,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void tick();
   void applyScan(std::vector<ProcessMatch> matches);
   void refreshInputsAfterPause(Date now);
+  Date readClock();
   void removeForgottenSessions(Date now);
   void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
                           const PolicyConfiguration& config);
@@ -102,6 +105,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void publishPresentation(const WakeDecision& decision, Date now);
   void handleDecisionTransition(const WakeDecision& from, const WakeDecision& to);
   void requestHold(const WakeDecision::Hold& hold);
+  void notifyOfEnd(const WakeDecision& decision);
 
   const Components parts_;
   const WakePolicyEngine policyEngine_{};
@@ -114,6 +118,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
   bool isBatteryBlocked_ = false;
   std::optional<Date> lastTick_;
+  std::optional<Date> lastReading_;  // of the clock
   CancelToken evalTimer_;
   std::vector<std::shared_ptr<void>> subscriptions_;
   std::atomic<bool> evaluationWaits_{false};

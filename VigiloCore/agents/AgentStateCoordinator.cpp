@@ -172,6 +172,12 @@ void AgentStateCoordinator::clearAllSessions() {
   tell(std::move(outcome));
 }
 
+void AgentStateCoordinator::clockWasSetBack(double seconds) {
+  const LockGuard guard(mutex_);
+  for (auto& [id, session] : mutableTable()) session.lastEventAt = session.lastEventAt - seconds;
+  if (lastActiveAgentStoppedAt_) lastActiveAgentStoppedAt_ = *lastActiveAgentStoppedAt_ - seconds;
+}
+
 SessionTable& AgentStateCoordinator::mutableTable() {
   if (table_.use_count() > 1) {
     table_ = std::make_shared<SessionTable>(*table_);

@@ -46,6 +46,9 @@ class AgentStateCoordinator final : public HookEventReceiverDelegate {
   void removeSession(const std::string& id);
   void sweepStaleSessions(Date now);
   void clearAllSessions();
+  // The wall clock was set back by so many seconds: what was last heard, and the debounce start, move along,
+  // so that neither a session nor the debounce lasts longer for it.
+  void clockWasSetBack(double seconds);
 
  private:
   // What the end of an operation has to tell, once the lock is released.

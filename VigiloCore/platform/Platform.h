@@ -7,7 +7,9 @@
 #include "platform/PowerSource.h"
 #include "platform/ProcessTable.h"
 #include "platform/RunningApplications.h"
+#include "platform/SystemSounds.h"
 #include "platform/ThermalState.h"
+#include "platform/UserNotifications.h"
 #include "support/LogSink.h"
 
 namespace vigilo {
@@ -20,6 +22,8 @@ struct Platform {
   std::unique_ptr<LidStateProvider> lidState;
   std::unique_ptr<ProcessTable> processTable;
   std::unique_ptr<RunningApplications> runningApplications;
+  std::unique_ptr<UserNotifications> userNotifications;
+  std::unique_ptr<SystemSounds> systemSounds;
 
   static Platform ofThisMachine();
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -33,6 +34,7 @@ inline constexpr CoderOptions exportForm{DateCoding::iso8601, true, true};
 
 struct DecodeError {
   std::string description;  // for people: "state: expected a string"
+  std::size_t byte = 0;     // the first that no JSON begins with, counted from 1; 0 where it is JSON
 };
 
 // Throws std::domain_error for a number that is not finite; no record of this system holds one.

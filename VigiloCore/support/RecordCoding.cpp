@@ -10,15 +10,15 @@ constexpr double integerLimit = 9223372036854775808.0;
 
 }  // namespace
 
-Result<Json, DecodeError> parse(std::string_view text) {
+Result<Json, DecodeError> parse(std::string_view text, bool comments) {
   const auto invalidAt = [&](std::size_t byte) {
-    return DecodeError{"not valid JSON (byte " + std::to_string(byte) + " of " + std::to_string(text.size()) +
-                       ")"};
+    return DecodeError{
+        "not valid JSON (byte " + std::to_string(byte) + " of " + std::to_string(text.size()) + ")", byte};
   };
   // The library takes a zero byte for the end and would not look at what follows.
   if (const auto zero = text.find('\0'); zero != std::string_view::npos) return invalidAt(zero + 1);
   try {
-    return Json::parse(text.begin(), text.end());
+    return Json::parse(text.begin(), text.end(), nullptr, true, comments);
   } catch (const Json::parse_error& error) {
     // The library's own text quotes the input, which need not be printable.
     return invalidAt(error.byte);

@@ -37,8 +37,9 @@ struct Failure {
   std::string description() const { return path.empty() ? reason : path + ": " + reason; }
 };
 
-// Parses a whole document; the error of a malformed one says at which byte.
-Result<Json, DecodeError> parse(std::string_view text);
+// Parses a whole document; the error of a malformed one says at which byte. With `comments`, // and /* */
+// count as blanks.
+Result<Json, DecodeError> parse(std::string_view text, bool comments = false);
 // Parses a document that is too large to stand in memory: `visit` sees every value, takes what it needs, and
 // returns false for what is to be dropped at once. It may throw Failure.
 std::optional<DecodeError> parseLarge(std::istream& text, const Json::parser_callback_t& visit);

@@ -89,7 +89,8 @@ TEST(AgentFamilies, CountHookSessionsAndProcessesSeparately) {
       {three, "3 sessions active"},
       {with({hookSession(claude, waiting, 1, "h"), hookSession(claude, error, 1, "i")}),
        "2 sessions active (3 processes)"},
-      {{hookSession(cursor, working, 1, "proc-mine"), processSession(cursor, working, 4)}, "1 session active"},
+      {{hookSession(cursor, working, 1, "proc-mine"), processSession(cursor, working, 4)},
+       "1 session active"},
   };
   for (const auto& row : rows) {
     const auto list = families(row.sessions);

@@ -25,6 +25,12 @@ BELOW_HOME = "Library/Application Support/Vigilo/run"
 # Seconds from 1970 to the reference date of every date on the wire.
 REFERENCE = 978307200
 
+if "VIGILO_TEST_INSIDE" not in os.environ:
+    # The desktop of whoever runs the tests neither sees nor hears anything of them.
+    for name in ("DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR"):
+        os.environ.pop(name, None)
+    os.environ["CANBERRA_DRIVER"] = "null"
+
 skip_if_sanitized = unittest.skipIf(SANITIZED, "sanitizers change what this measures")
 
 
@@ -90,10 +96,10 @@ class Program:
     def __init__(self, test, command, env=None, prefix=(), umask=-1):
         self.output = tempfile.TemporaryFile()
         environment = {**os.environ, **(env or {})}
-        # Dies with this script, even if the script is killed outright.
+        # Dies with this script, even if the script is killed outright, and has no terminal to ring.
         self.process = subprocess.Popen(
             [*map(str, prefix), "setpriv", "--pdeathsig", "KILL", "--", *map(str, command)], env=environment,
-            stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output, umask=umask)
+            stdin=subprocess.DEVNULL, stdout=self.output, stderr=self.output, umask=umask, start_new_session=True)
         test.addCleanup(self._clean_up, test)
 
     @property

@@ -56,6 +56,8 @@ def faults(root):
                 yield f"{where}: the JSON library outside the record coder"
             if name in {"curses.h", "ncurses.h", "term.h"} and relative.name != "TopTerminal.cpp":
                 yield f"{where}: the terminal library outside the one file that draws"
+            if name.startswith("toml++") and relative.name != "TomlParsing.h":
+                yield f"{where}: the TOML library outside support/TomlParsing.h"
             if not quoted:
                 continue
             target = target_of(name)

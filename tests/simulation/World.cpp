@@ -74,10 +74,14 @@ class FakeThermal final : public ThermalStateProvider {
   Machine& machine_;
 };
 
-class NoLid final : public LidStateProvider {
+class FakeLid final : public LidStateProvider {
  public:
-  std::optional<bool> isClamshellClosed() override { return std::nullopt; }
-  std::string description() const override { return "none"; }
+  explicit FakeLid(const Machine& machine) : machine_(machine) {}
+  std::optional<bool> isClamshellClosed() override { return machine_.isLidClosed; }
+  std::string description() const override { return "a fake"; }
+
+ private:
+  const Machine& machine_;
 };
 
 class FakeProcesses final : public ProcessTable {
@@ -136,6 +140,8 @@ class World::Transport final : public HelperTransport {
   explicit Transport(World& world) : world_(world) {}
   bool exists(const std::string&) override { return true; }
   void exchange(const std::string&, const std::string& request, Completion done) override {
+    const auto command = decodeRecord<HelperRequest>(request)->command;
+    if (command != HelperCommand::status) world_.requests.emplace_back(rawValue(command));
     if (world_.helperHangs) {
       return world_.holds_->asyncAfter(std::chrono::seconds(1), [done] { done(Outcome::failed, ""); });
     }
@@ -166,7 +172,7 @@ void World::startHost() {
   assertions_ = std::make_unique<FakeAssertions>(machine);
   powerProvider_ = std::make_unique<FakePower>(machine);
   thermalProvider_ = std::make_unique<FakeThermal>(machine);
-  lidProvider_ = std::make_unique<NoLid>();
+  lidProvider_ = std::make_unique<FakeLid>(machine);
   transport_ = std::make_unique<Transport>(*this);
   processes_ = std::make_unique<FakeProcesses>(machine);
   applications_ = std::make_unique<NoApplications>();
@@ -192,7 +198,9 @@ void World::startHost() {
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
        .processMonitor = monitor,
        .hookReceiver = nullptr,
-       .usageCoordinator = nullptr});
+       .usageCoordinator = nullptr,
+       .notifications = NotificationController::create(
+           {.queue = *notificationsQueue_, .settings = *settings_, .service = desktop, .sounds = desktop})});
   coordinator_->start();
   time.runUntilIdle();
 }
@@ -202,6 +210,7 @@ void World::killHost() {
   main_ = nullptr;
   holds_ = nullptr;
   scans_ = nullptr;
+  notificationsQueue_ = nullptr;
   const auto before = machine.actions;
   coordinator_.reset();
   agents_.reset();
@@ -210,6 +219,7 @@ void World::killHost() {
   main_ = time.queue("main");
   holds_ = time.queue("com.vigilo.deepsleepcontroller");
   scans_ = time.queue(ProcessMonitor::queueLabel);
+  notificationsQueue_ = time.queue("com.vigilo.notifications");
 }
 
 void World::startHelper() {

@@ -10,6 +10,7 @@
 #include "AppCoordinator.h"
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperRequestHandler.h"
+#include "tests/support/FakeDesktop.h"
 #include "tests/support/MemoryDefaults.h"
 #include "tests/support/VirtualTime.h"
 
@@ -32,6 +33,7 @@ struct Machine {
                                  .maxCapacity = 100,
                                  .timeToEmpty = std::nullopt};
   int thermal = 0;
+  bool isLidClosed = false;
   bool assertionsFail = false;
   // What the process table shows, where the host looks at it; when all of these began, and a child of theirs.
   std::vector<ProcessLine> processes;
@@ -63,14 +65,16 @@ class World {
   void event(AgentType agent, AgentState state, const std::string& session = "s1");
   void run(double seconds) { time.advance(seconds); }
 
-  AppCoordinator& host() { return *coordinator_; }
+  AppCoordinator& host() const { return *coordinator_; }
   bool hostRuns() const { return coordinator_ != nullptr; }
   bool helperRuns() const { return handler_ != nullptr; }
 
   VirtualTime time;
   Machine machine;
   MemoryDefaults defaults;
-  bool helperHangs = false;     // takes requests and never answers in time
+  FakeDesktop desktop;
+  Actions requests;          // to the helper that changed or could have changed something, as they were sent
+  bool helperHangs = false;  // takes requests and never answers in time
   bool scansProcesses = false;  // from the next start of the host on
 
  private:
@@ -81,6 +85,7 @@ class World {
   std::unique_ptr<Queue> main_ = time.queue("main");
   std::unique_ptr<Queue> holds_ = time.queue("com.vigilo.deepsleepcontroller");
   std::unique_ptr<Queue> scans_ = time.queue(ProcessMonitor::queueLabel);
+  std::unique_ptr<Queue> notificationsQueue_ = time.queue("com.vigilo.notifications");
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
 
   std::unique_ptr<SettingsStore> settings_;

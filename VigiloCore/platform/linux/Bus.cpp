@@ -1,51 +1,19 @@
 #include "platform/linux/Bus.h"
 
 #include <fcntl.h>
-#include <sdbus-c++/sdbus-c++.h>
 
-#include <cerrno>
-#include <chrono>
 #include <map>
 
+#include "platform/linux/BusCalls.h"
 #include "support/Mutex.h"
 
 namespace vigilo::bus {
+
 namespace {
 
-using namespace std::chrono_literals;
-
-constexpr auto callLimit = 2s;
 constexpr const char* logindName = "org.freedesktop.login1";
 constexpr const char* logindPath = "/org/freedesktop/login1";
 constexpr const char* logindManager = "org.freedesktop.login1.Manager";
-
-Error translate(const sdbus::Error& error) {
-  const std::string& name = error.getName();
-  const auto isOneOf = [&](std::initializer_list<const char*> endings) {
-    for (const char* ending : endings) {
-      if (name.ends_with(ending)) return true;
-    }
-    return false;
-  };
-  int code = EIO;
-  if (isOneOf({".AccessDenied", ".InteractiveAuthorizationRequired", ".AuthFailed"}))
-    code = EACCES;
-  else if (isOneOf({".Timeout", ".NoReply", ".TimedOut"}))
-    code = ETIMEDOUT;
-  else if (isOneOf({".FileNotFound", ".ServiceUnknown", ".NameHasNoOwner", ".NoServer"}))
-    code = ENOENT;
-  return {code, name + ": " + error.getMessage()};
-}
-
-// Runs one exchange; a bus error becomes a value here and nowhere else.
-template <class T, class Exchange>
-Result<T, Error> attempt(Exchange exchange) {
-  try {
-    return exchange();
-  } catch (const sdbus::Error& error) {
-    return translate(error);
-  }
-}
 
 template <class T>
 T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
@@ -56,17 +24,6 @@ T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
       .withArguments(std::string(interface), std::string(name))
       .storeResultsTo(value);
   return value.get<T>();
-}
-
-bool hasOwner(sdbus::IConnection& connection, const char* name) {
-  auto daemon = sdbus::createProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-  bool owned = false;
-  daemon->callMethod("NameHasOwner")
-      .onInterface("org.freedesktop.DBus")
-      .withTimeout(callLimit)
-      .withArguments(std::string(name))
-      .storeResultsTo(owned);
-  return owned;
 }
 
 // A proxy on a connection of its own. Handing the connection over by reference keeps the library from
@@ -174,8 +131,7 @@ const char* busName(SessionService service) {
 
 struct SessionConnection::Bus {
   Mutex mutex;
-  std::unique_ptr<sdbus::IConnection> connection VIGILO_GUARDED_BY(mutex) =
-      sdbus::createSessionBusConnection();
+  std::unique_ptr<sdbus::IConnection> connection VIGILO_GUARDED_BY(mutex) = openSessionBus();
   // Written by the matches, which run in processPendingRequest only: the connection has no thread.
   std::uint64_t ownerChanges VIGILO_GUARDED_BY(mutex) = 0;
 

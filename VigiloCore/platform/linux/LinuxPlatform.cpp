@@ -3,8 +3,14 @@
 namespace vigilo {
 
 Platform Platform::ofThisMachine() {
-  return {makePowerAssertions(),  makePowerSourceProvider(), makeThermalStateProvider(),
-          makeLidStateProvider(), makeProcessTable(),        makeRunningApplications()};
+  return {.powerAssertions = makePowerAssertions(),
+          .powerSource = makePowerSourceProvider(),
+          .thermalState = makeThermalStateProvider(),
+          .lidState = makeLidStateProvider(),
+          .processTable = makeProcessTable(),
+          .runningApplications = makeRunningApplications(),
+          .userNotifications = makeUserNotifications(),
+          .systemSounds = makeSystemSounds()};
 }
 
 }  // namespace vigilo

@@ -1,25 +1,14 @@
 #include "platform/linux/TomlDocument.h"
 
-#define TOML_HEADER_ONLY 1
-#define TOML_EXCEPTIONS 0
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 
+#include "support/TomlParsing.h"
+
 namespace vigilo {
 namespace {
-
-Result<toml::table, TomlError> parseTable(const std::string& text) {
-  auto result = toml::parse(text);
-  if (result) return std::move(result).table();
-  const auto& error = result.error();
-  const auto at = error.source().begin;
-  return TomlError{"line " + std::to_string(at.line) + ", column " + std::to_string(at.column) + ": " +
-                   std::string(error.description())};
-}
 
 std::optional<Date> dateOf(const toml::date_time& moment) {
   if (!moment.offset) return std::nullopt;  // nobody can say when that is
@@ -202,7 +191,7 @@ std::string edited(std::string text, const toml::table& table, const std::string
 }  // namespace
 
 Result<TomlDocument, TomlError> TomlDocument::parse(std::string text) {
-  const auto table = parseTable(text);
+  const auto table = parseToml(text);
   if (!table) return table.error();
   TomlDocument document;
   for (const auto& [key, node] : *table) {
@@ -214,12 +203,12 @@ Result<TomlDocument, TomlError> TomlDocument::parse(std::string text) {
 
 Result<TomlDocument, TomlError> TomlDocument::with(const std::string& key,
                                                    const std::optional<DefaultsValue>& value) const {
-  auto before = parseTable(text_);
+  auto before = parseToml(text_);
   if (!before) return before.error();
   if (const auto* node = before->get(key); node != nullptr && node->is_table())
     return TomlError{"\"" + key + "\" is a table, where a value belongs"};
   std::string text = edited(text_, *before, key, value);
-  auto after = parseTable(text);
+  auto after = parseToml(text);
   if (!after) return after.error();
   const bool isThere = after->contains(key);
   before->erase(key);

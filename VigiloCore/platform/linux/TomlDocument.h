@@ -6,12 +6,9 @@
 
 #include "platform/UserDefaults.h"
 #include "support/Result.h"
+#include "support/TomlError.h"
 
 namespace vigilo {
-
-struct TomlError {
-  std::string description;  // for people, with line and column where there are any
-};
 
 using DefaultsValues = std::map<std::string, DefaultsValue>;
 

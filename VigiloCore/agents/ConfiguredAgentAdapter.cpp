@@ -1,0 +1,43 @@
+#include "agents/ConfiguredAgentAdapter.h"
+
+#include <cerrno>
+
+#include "support/AtomicFile.h"
+
+namespace vigilo {
+
+std::vector<ConfigurationFinding> ConfiguredAgentAdapter::configurations() const {
+  std::vector<ConfigurationFinding> findings;
+  for (const Source& source : sources()) {
+    ConfigurationFinding finding{.path = surroundings_.shown(source.path)};
+    const auto text = readFile(source.path);
+    finding.exists = text || text.error().code != ENOENT;
+    if (text) {
+      RelayMention mention = source.read(*text);
+      finding.mentionsRelay = mention.isMentioned;
+      finding.problem = std::move(mention.problem);
+      finding.caveat = mention.isMentioned && source.caveat ? source.caveat : std::move(mention.caveat);
+    } else if (finding.exists) {
+      finding.problem = text.error().description;
+    }
+    findings.push_back(std::move(finding));
+  }
+  return findings;
+}
+
+IntegrationStatus ConfiguredAgentAdapter::look() const {
+  IntegrationStatus status{.integrationType = integrationType(), .statusMessage = "Not installed"};
+  const auto executable = surroundings_.findExecutable(traits_.executable, traits_.fallback);
+  if (!executable) return status;
+  status.isInstalled = true;
+  status.agentVersion = surroundings_.versionOf(*executable);
+  status.statusMessage = traits_.missingMessage;
+  for (const auto& finding : configurations()) {
+    status.isIntegrationActive = status.isIntegrationActive || finding.mentionsRelay;
+    if (finding.problem) status.statusMessage = "Installed (" + finding.path + " cannot be read)";
+  }
+  if (status.isIntegrationActive) status.statusMessage = traits_.activeMessage;
+  return status;
+}
+
+}  // namespace vigilo
