@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "VigiloApp/DurationText.h"
-#include "VigiloApp/top/TopTerminal.h"
+#include "VigiloApp/top/TopKey.h"
 
 namespace vigilo {
 namespace {
@@ -78,7 +78,7 @@ void LiveView::follow() {
 }
 
 void LiveView::heard(const ControlResponse& response) {
-  isRefused_ = !understood(response);
+  isRefused_ = !accepted(response);
   if (isRefused_ || !response.status) return drawSoon();
   const bool isNew = !model_.report;
   model_.now = model_.reportedAt = parts_.clock();
@@ -101,7 +101,7 @@ void LiveView::lost() {
 }
 
 // Whether the host said what it was asked for; what it said instead is shown.
-bool LiveView::understood(const std::optional<ControlResponse>& response) {
+bool LiveView::accepted(const std::optional<ControlResponse>& response) {
   // No host at all shows in the following.
   if (!response) return false;
   if (response->exitCode == exitOk) {
@@ -115,8 +115,9 @@ bool LiveView::understood(const std::optional<ControlResponse>& response) {
 
 void LiveView::askForUsage() {
   usageAskedAt_ = model_.now;
+  isLogStale_ = true;  // errors come without a change of the status
   link_.ask({.command = ControlCommand::usageHours, .limit = hoursShown}, [this](const auto& response) {
-    if (!model_.report || !understood(response) || !response->usageHours) return;
+    if (!model_.report || !accepted(response) || !response->usageHours) return;
     model_.usageHours = *response->usageHours;
     drawSoon();
   });
@@ -125,7 +126,7 @@ void LiveView::askForUsage() {
 void LiveView::askForLog() {
   isLogStale_ = false;
   link_.ask({.command = ControlCommand::recentLog, .limit = logLines}, [this](const auto& response) {
-    if (!model_.report || !understood(response) || !response->recentLog) return;
+    if (!model_.report || !accepted(response) || !response->recentLog) return;
     model_.recentLog = *response->recentLog;
     drawSoon();
   });

@@ -41,7 +41,7 @@ class LiveView {
   void lost();
   void askForUsage();
   void askForLog();
-  bool understood(const std::optional<ControlResponse>& response);
+  bool accepted(const std::optional<ControlResponse>& response);
 
   void pressInView(int key);
   void pressInPause(int key);

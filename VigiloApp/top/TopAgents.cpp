@@ -68,7 +68,7 @@ std::string ageOf(const AgentSession& session, Date now) {
 Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
   const TopModel& model = view.model;
   line.to(sessionColumn).add(view.glyphs.of(session.state), styleOf(session.state)).add(" ");
-  line.add(displayLabel(session.state), styleOf(session.state)).to(sessionColumn + 12);
+  line.add(displayLabel(session.state), styleOf(session.state)).to(sessionColumn + 13);
   line.add(ageOf(session, model.now)).to(sessionColumn + 24);
   if (view.width >= startedFrom) {
     line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(sessionColumn + 37);

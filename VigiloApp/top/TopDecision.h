@@ -7,7 +7,7 @@
 
 namespace vigilo {
 
-// The upper part of the live view: what is decided and why, and the facts behind it. Pure functions.
+// The upper part of the live view: what is decided and why. Pure functions.
 
 // The name, whether a host is heard, and the time.
 Line topHeader(const TopView& view);
@@ -16,9 +16,5 @@ Line topHeader(const TopView& view);
 std::vector<Line> topBanner(const TopView& view);
 // The same in small: two lines.
 std::vector<Line> topSmallBanner(const TopView& view);
-
-// What holds sleep off, battery, temperature and lid: as many facts beside one another as fit, the most
-// important first, at most `height` lines.
-std::vector<Line> topFacts(const TopView& view, int height);
 
 }  // namespace vigilo

@@ -8,6 +8,7 @@
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopAgents.h"
 #include "VigiloApp/top/TopDecision.h"
+#include "VigiloApp/top/TopFacts.h"
 #include "VigiloApp/top/TopParts.h"
 #include "VigiloApp/top/TopUsage.h"
 

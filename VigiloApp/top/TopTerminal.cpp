@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "VigiloApp/top/DisplayText.h"
+#include "VigiloApp/top/TopKey.h"
 
 namespace vigilo {
 namespace {

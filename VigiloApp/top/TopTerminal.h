@@ -10,9 +10,6 @@
 
 namespace vigilo {
 
-// Keys beside the characters.
-enum TopKey : int { keyEscape = 27, keyUp = 0x1000, keyDown, keyPageUp, keyPageDown, keyHome, keyEnd };
-
 // The terminal behind standard input and output while the live view has it: its own screen, no echo, keys at
 // once. The only place that knows the terminal library. One at a time, on the main thread.
 //

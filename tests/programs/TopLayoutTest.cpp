@@ -100,9 +100,9 @@ TEST_F(TopLayoutTest, AUsualTerminalShowsEverythingThatMatters) {
   Deep sleep  held off by helper   Power    2 h 10 min left   Lid      open
 ── Agents ────────────────────────────────────────────── 3 sessions, 3 active ──
   ● Claude Code    2 sessions active
-                   ● Working   12 s ago    ~/src/vigilo            c3530aa1-77…
-                   ◐ Waiting   3 min ago   …e/frontend/components  8f21bb04-11…
-  ● Codex CLI ▲    ● Working   2 s ago     /srv/数据/api           01a19c77
+                   ● Working    12 s ago   ~/src/vigilo            c3530aa1-77…
+                   ◐ Waiting    3 min ago  …e/frontend/components  8f21bb04-11…
+  ● Codex CLI ▲    ● Working    2 s ago    /srv/数据/api           01a19c77
 
 ── Budgets ─────────────────────────────────────────────────────────────────────
   Codex CLI     context ██░░░░░░  25 %  quota ███████░  93 %  resets in 1 h
@@ -132,9 +132,9 @@ TEST_F(TopLayoutTest, AWideTerminalHasTwoColumns) {
 
 ── Agents ───────────────────────────────── 3 sessions, 3 active ──  ── Budgets ────────────────────────────────────────
   ● Claude Code    2 sessions active                                   Codex CLI  model-1                        ~$1.25
-                   ● Working   12 s ago    ~/src/vigilo  c3530aa1…       context ████░░░░░░░░░░░░░  25 %  of 200 k
-                   ◐ Waiting   3 min ago   …/components  8f21bb04…       quota   ████████████████░  93 %  resets in 1 h
-  ● Codex CLI ▲    ● Working   2 s ago     …rv/数据/api  01a19c77      ▲ Account quota is critically low (8% remaining)
+                   ● Working    12 s ago   ~/src/vigilo  c3530aa1…       context ████░░░░░░░░░░░░░  25 %  of 200 k
+                   ◐ Waiting    3 min ago  …/components  8f21bb04…       quota   ████████████████░  93 %  resets in 1 h
+  ● Codex CLI ▲    ● Working    2 s ago    …rv/数据/api  01a19c77      ▲ Account quota is critically low (8% remaining)
 
                                                                        Claude Code  model-1                      ~$1.25
                                                                          context ██████████░░░░░░░  57 %  of 200 k
