@@ -54,7 +54,9 @@ class LineReader {
   std::string buffer_;
 };
 
-ControlResponse understand(const std::optional<std::string>& line) {
+}  // namespace
+
+ControlResponse understood(const std::optional<std::string>& line) {
   ControlResponse failure;
   failure.exitCode = exitUnavailable;
   failure.message = "The running host does not answer. If it hangs, end it and start it again.";
@@ -66,13 +68,11 @@ ControlResponse understand(const std::optional<std::string>& line) {
   return failure;
 }
 
-}  // namespace
-
 std::optional<ControlResponse> ControlClient::request(const ControlRequest& request) const {
   const UniqueFd fd = connectTo(socketPath_, answerLimit_);
   if (!fd) return std::nullopt;
-  if (!sendRequest(fd.get(), request)) return understand(std::nullopt);
-  return understand(LineReader(fd.get()).next());
+  if (!sendRequest(fd.get(), request)) return understood(std::nullopt);
+  return understood(LineReader(fd.get()).next());
 }
 
 bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& line,
@@ -82,13 +82,13 @@ bool ControlClient::follow(const std::function<bool(const ControlResponse&)>& li
   if (!fd) return false;
   ControlRequest request;
   request.command = ControlCommand::follow;
-  if (!sendRequest(fd.get(), request)) return line(understand(std::nullopt));
+  if (!sendRequest(fd.get(), request)) return line(understood(std::nullopt));
   LineReader reader(fd.get());
   auto next = reader.next();
-  if (!next) return line(understand(next)), true;
+  if (!next) return line(understood(next)), true;
   setSocketTimeouts(fd.get(), 0);
   for (; next; next = reader.next()) {
-    if (!line(understand(next))) break;
+    if (!line(understood(next))) break;
     if (!time) continue;
     const auto left =
         *time - std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);

@@ -9,6 +9,10 @@
 
 namespace vigilo {
 
+// The response that a line from the host holds; of no line, or one that cannot be read, a response with
+// exitUnavailable and a message.
+ControlResponse understood(const std::optional<std::string>& line);
+
 // A command's end of the control socket. Blocks; not thread-safe.
 class ControlClient {
  public:

@@ -10,6 +10,7 @@ VIGILO_RECORD_CODING(SettingsReport);
 VIGILO_RECORD_CODING(ShortcutReport);
 VIGILO_RECORD_CODING(StatusReport);
 VIGILO_RECORD_CODING(LoginItemReport);
+VIGILO_RECORD_CODING(LogEntry);
 VIGILO_RECORD_CODING(ControlRequest);
 VIGILO_RECORD_CODING(ControlResponse);
 // The lists that `--json` prints.
@@ -18,6 +19,7 @@ template std::string encodeRecord(const std::vector<ProviderBudgetReport>&, Code
 template std::string encodeRecord(const PauseReport&, CoderOptions);
 template std::string encodeRecord(const SettingEntry&, CoderOptions);
 template std::string encodeRecord(const std::vector<SettingEntry>&, CoderOptions);
+template std::string encodeRecord(const std::vector<LogEntry>&, CoderOptions);
 
 namespace {
 
@@ -35,6 +37,11 @@ void keepNewest(StatusReport& status, std::size_t count) {
 bool shorten(ControlResponse& response) {
   if (response.status && !response.status->activeSessionsList.empty()) {
     keepNewest(*response.status, response.status->activeSessionsList.size() / 2);
+    return true;
+  }
+  if (response.recentLog && !response.recentLog->empty()) {
+    auto& entries = *response.recentLog;
+    entries.erase(entries.begin(), entries.begin() + static_cast<std::ptrdiff_t>((entries.size() + 1) / 2));
     return true;
   }
   if (!response.usageSessions || response.usageSessions->empty()) return false;

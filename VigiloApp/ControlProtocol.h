@@ -12,6 +12,7 @@
 
 #include "VigiloApp/DiagnosticsPages.h"
 #include "VigiloApp/LoginItemReport.h"
+#include "VigiloApp/RecentLog.h"
 #include "VigiloApp/StatusReport.h"
 #include "support/RecordCoder.h"
 #include "support/RecordFields.h"
@@ -53,6 +54,8 @@ enum class ControlCommand {
   budgets,
   loginStatus,
   diagnostics,  // first without a key; key, offset for the rest
+  usageHours,   // limit: how many of the last hours
+  recentLog,    // limit
 };
 
 template <>
@@ -70,7 +73,9 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
       std::pair{ControlCommand::budgets, std::string_view("budgets")},
       std::pair{ControlCommand::loginStatus, std::string_view("loginStatus")},
-      std::pair{ControlCommand::diagnostics, std::string_view("diagnostics")}};
+      std::pair{ControlCommand::diagnostics, std::string_view("diagnostics")},
+      std::pair{ControlCommand::usageHours, std::string_view("usageHours")},
+      std::pair{ControlCommand::recentLog, std::string_view("recentLog")}};
 };
 
 struct ControlRequest {
@@ -117,6 +122,8 @@ struct ControlResponse {
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
   std::optional<LoginItemReport> loginItem;           // loginStatus
   std::optional<DiagnosticsPage> diagnostics;
+  std::optional<std::vector<UsageHour>> usageHours;  // oldest first
+  std::optional<std::vector<LogEntry>> recentLog;    // newest last
 
   static constexpr auto fields() {
     using R = ControlResponse;
@@ -130,7 +137,9 @@ struct ControlResponse {
                       field("usageEventCount", &R::usageEventCount),
                       field("budgets", &R::budgets),
                       field("loginItem", &R::loginItem),
-                      field("diagnostics", &R::diagnostics)};
+                      field("diagnostics", &R::diagnostics),
+                      field("usageHours", &R::usageHours),
+                      field("recentLog", &R::recentLog)};
   }
 };
 

@@ -16,6 +16,8 @@
 #include "VigiloApp/HostControl.h"
 #include "VigiloApp/HostLog.h"
 #include "VigiloApp/InstanceLock.h"
+#include "VigiloApp/RecentLog.h"
+#include "VigiloApp/SessionNews.h"
 #include "VigiloApp/StatusText.h"
 #include "VigiloApp/TerminalReport.h"
 #include "VigiloApp/UsageProviders.h"
@@ -69,7 +71,7 @@ std::string helperText(const DeepSleepStatus& helper) {
 // the last to go, and `run` brings them to rest before anything else is destroyed.
 class Host {
  public:
-  explicit Host(const Directories& directories);
+  Host(const Directories& directories, RecentLog& recentLog);
   int run();
 
  private:
@@ -81,6 +83,7 @@ class Host {
   void shutDown();
 
   const Directories directories_;
+  RecentLog& recentLog_;
   const std::unique_ptr<AsioQueue> main_ = AsioQueue::mainQueue();
   const std::unique_ptr<AsioQueue> holds_ = AsioQueue::withThread("com.vigilo.deepsleepcontroller");
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
@@ -122,14 +125,16 @@ class Host {
   std::unique_ptr<HostControl> hostControl_;
   std::unique_ptr<ControlServer> controlServer_;  // on the control queue
   TerminalReport terminal_;
+  SessionNews sessionNews_;
   std::optional<StatusReport> lastPublished_;
   Date lastLook_;
   bool wasHolding_ = false;
   bool stopping_ = false;
 };
 
-Host::Host(const Directories& directories)
+Host::Host(const Directories& directories, RecentLog& recentLog)
     : directories_(directories),
+      recentLog_(recentLog),
       usageProviders_(directories),
       loginItem_(makeLoginItem(directories)),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
@@ -187,12 +192,20 @@ Host::Host(const Directories& directories)
                                                                .lidMonitor = lid_,
                                                                .usage = usage_,
                                                                .shortcutController = shortcut_});
-  hostControl_ = std::make_unique<HostControl>(*control_, *main_, *status_, settings_, *defaults_, *usage_,
-                                               *coordinator_, launchAtLogin_);
+  hostControl_ = std::make_unique<HostControl>(HostControl::Parts{.queue = *control_,
+                                                                  .mainQueue = *main_,
+                                                                  .status = *status_,
+                                                                  .settings = settings_,
+                                                                  .defaults = *defaults_,
+                                                                  .usage = *usage_,
+                                                                  .coordinator = *coordinator_,
+                                                                  .login = launchAtLogin_,
+                                                                  .recentLog = recentLog_});
 }
 
 int Host::run() {
   main_->onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { shutDown(); });
+  terminal_.onNews = [this](const std::string& news) { recentLog_.add(Date::now(), "decision", news); };
   coordinator_->onEvaluated = [this] { show(); };
   status_->onRefreshed = [this] { show(); };
   startControl();
@@ -279,12 +292,14 @@ void Host::show() {
     defaults_->checkForChanges();
   }
   const WakeDecision& decision = coordinator_->currentDecision.get();
-  if (decision.isHolding() && !wasHolding_) {
-    // What the helper said before the hold says nothing about it.
+  if (decision.isHolding() != wasHolding_) {
+    // What the helper said before says nothing about the hold that has begun or ended.
     coordinator_->helperStatus.set(std::nullopt);
     status_->refresh();
   }
   wasHolding_ = decision.isHolding();
+  for (const auto& news : sessionNews_.since(coordinator_->activeSessionsList.get()))
+    recentLog_.add(Date::now(), "session", news);
   terminal_.show(decision, coordinator_->helperStatus.get(), Date::now());
   publishToFollowers();
 }
@@ -319,9 +334,10 @@ int runHost(const Directories& directories, HostOptions options) {
   if (!lock.lock)
     return refuse(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
   std::signal(SIGPIPE, SIG_IGN);
-  HostLog log(options.verbose);
+  RecentLog recentLog;
+  HostLog log(options.verbose, recentLog);
   installLogSink(&log);
-  const int exitCode = Host(directories).run();
+  const int exitCode = Host(directories, recentLog).run();
   installLogSink(nullptr);
   return exitCode;
 }

@@ -1,5 +1,7 @@
 #include "VigiloApp/HostControl.h"
 
+#include <algorithm>
+
 #include "VigiloApp/LoginCommands.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/UsageAnswers.h"
@@ -17,18 +19,22 @@ void HostControl::handle(const ControlRequest& request, const ControlServer::Res
       return resetUsage(respond);
     case ControlCommand::usageSummary:
     case ControlCommand::usageSessions:
-      return usage_.ask([request, respond](UsageStore& store) { respond(answerFromStore(request, store)); });
+    case ControlCommand::usageHours:
+      return parts_.usage.ask(
+          [request, respond](UsageStore& store) { respond(answerFromStore(request, store)); });
     case ControlCommand::diagnostics:
       return answerDiagnostics(request, respond);
     case ControlCommand::loginStatus: {
       ControlResponse response;
-      response.loginItem = loginItemReport(settings_, login_);
+      response.loginItem = loginItemReport(parts_.settings, parts_.login);
       return respond(std::move(response));
     }
+    case ControlCommand::recentLog:
+      return answerRecentLog(request, respond);
     default:
       break;
   }
-  ControlResponse response = carryOut(request, settings_, defaults_, login_);
+  ControlResponse response = carryOut(request, parts_.settings, parts_.defaults, parts_.login);
   if (response.exitCode == exitBadSettingsFile) {
     response.message = response.message.value_or("") + "\nThe change is in force until the host ends.";
   }
@@ -36,7 +42,7 @@ void HostControl::handle(const ControlRequest& request, const ControlServer::Res
 }
 
 void HostControl::answerStatus(const ControlServer::Respond& respond) {
-  mainQueue_.async([&status = status_, respond] {
+  parts_.mainQueue.async([&status = parts_.status, respond] {
     status.fresh([respond](StatusReport report) {
       ControlResponse response;
       response.status = std::move(report);
@@ -46,7 +52,7 @@ void HostControl::answerStatus(const ControlServer::Respond& respond) {
 }
 
 void HostControl::answerBudgets(const ControlServer::Respond& respond) {
-  mainQueue_.async([&usage = usage_, respond] {
+  parts_.mainQueue.async([&usage = parts_.usage, respond] {
     ControlResponse response;
     response.budgets.emplace();
     for (const auto& [agent, report] : usage.latestBudgetReports.get()) response.budgets->push_back(report);
@@ -65,10 +71,10 @@ void HostControl::answerDiagnostics(const ControlRequest& request, const Control
     return respond(std::move(response));
   }
   // With what the helper and the lid say now.
-  mainQueue_.async([this, respond] {
-    status_.fresh([this, respond](const StatusReport&) {
-      coordinator_.exportDiagnosticsJSON([this, respond](std::string json) {
-        queue_.async([this, respond, json = std::move(json)]() mutable {
+  parts_.mainQueue.async([this, respond] {
+    parts_.status.fresh([this, respond](const StatusReport&) {
+      parts_.coordinator.exportDiagnosticsJSON([this, respond](std::string json) {
+        parts_.queue.async([this, respond, json = std::move(json)]() mutable {
           ControlResponse first;
           first.diagnostics = diagnostics_.begin(std::move(json));
           respond(std::move(first));
@@ -78,8 +84,15 @@ void HostControl::answerDiagnostics(const ControlRequest& request, const Control
   });
 }
 
+void HostControl::answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond) {
+  ControlResponse response;
+  const auto limit = std::max<std::int64_t>(request.limit.value_or(RecentLog::mostEntries), 0);
+  response.recentLog = parts_.recentLog.newest(static_cast<std::size_t>(limit));
+  respond(std::move(response));
+}
+
 void HostControl::resetUsage(const ControlServer::Respond& respond) {
-  usage_.resetUsageData([respond] { respond(ControlResponse{}); });
+  parts_.usage.resetUsageData([respond] { respond(ControlResponse{}); });
 }
 
 }  // namespace vigilo

@@ -3,6 +3,7 @@
 #include "VigiloApp/ControlProtocol.h"
 #include "VigiloApp/ControlServer.h"
 #include "VigiloApp/DiagnosticsPages.h"
+#include "VigiloApp/RecentLog.h"
 #include "VigiloApp/StatusSource.h"
 #include "app/LaunchAtLoginController.h"
 #include "policy/SettingsStore.h"
@@ -14,17 +15,18 @@ namespace vigilo {
 class HostControl {
  public:
   // All must outlive the control queue's work.
-  HostControl(Queue& queue, Queue& mainQueue, StatusSource& status, SettingsStore& settings,
-              UserDefaults& defaults, UsageCoordinator& usage, AppCoordinator& coordinator,
-              LaunchAtLoginController& login)
-      : queue_(queue),
-        mainQueue_(mainQueue),
-        status_(status),
-        settings_(settings),
-        defaults_(defaults),
-        usage_(usage),
-        coordinator_(coordinator),
-        login_(login) {}
+  struct Parts {
+    Queue& queue;  // the control queue
+    Queue& mainQueue;
+    StatusSource& status;
+    SettingsStore& settings;
+    UserDefaults& defaults;
+    UsageCoordinator& usage;
+    AppCoordinator& coordinator;
+    LaunchAtLoginController& login;
+    const RecentLog& recentLog;
+  };
+  explicit HostControl(const Parts& parts) : parts_(parts) {}
 
   void handle(const ControlRequest& request, const ControlServer::Respond& respond);
 
@@ -32,17 +34,11 @@ class HostControl {
   void answerStatus(const ControlServer::Respond& respond);
   void answerBudgets(const ControlServer::Respond& respond);
   void answerDiagnostics(const ControlRequest& request, const ControlServer::Respond& respond);
+  void answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond);
   void resetUsage(const ControlServer::Respond& respond);
 
-  Queue& queue_;
-  Queue& mainQueue_;
-  StatusSource& status_;
-  SettingsStore& settings_;
-  UserDefaults& defaults_;
-  UsageCoordinator& usage_;
-  AppCoordinator& coordinator_;
-  LaunchAtLoginController& login_;
-  DiagnosticsPages diagnostics_{queue_};
+  const Parts parts_;
+  DiagnosticsPages diagnostics_{parts_.queue};
 };
 
 }  // namespace vigilo

@@ -6,7 +6,7 @@
 
 namespace vigilo {
 
-HostLog::HostLog(bool verbose) {
+HostLog::HostLog(bool verbose, RecentLog& recent) : recent_(recent) {
   const bool onTerminal = ::isatty(STDERR_FILENO) == 1;
   if (onTerminal)
     terminal_ = std::make_unique<StandardErrorSink>(verbose ? LogLevel::debug : LogLevel::error);
@@ -14,12 +14,13 @@ HostLog::HostLog(bool verbose) {
 }
 
 bool HostLog::accepts(LogLevel level) const noexcept {
-  return (terminal_ != nullptr && terminal_->accepts(level)) ||
+  return level != LogLevel::debug || (terminal_ != nullptr && terminal_->accepts(level)) ||
          (system_ != nullptr && system_->accepts(level));
 }
 
 void HostLog::write(LogLevel level, std::string_view subsystem, std::string_view category,
                     std::string_view message) noexcept {
+  recent_.note(Date::now(), level, category, message);
   for (LogSink* sink : {terminal_.get(), system_.get()}) {
     if (sink != nullptr && sink->accepts(level)) sink->write(level, subsystem, category, message);
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
 
 #include "VigiloApp/DurationText.h"
@@ -19,6 +20,10 @@ bool isDebounce(const WakeDecision::Hold& hold) {
 
 std::string agents(int count) {
   return std::to_string(count) + (count == 1 ? " agent" : " agents");
+}
+
+std::string holdText(const WakeDecision::Hold& hold) {
+  return hold.reason + (hold.activeAgentCount > 0 ? " (" + agents(hold.activeAgentCount) + ")" : "");
 }
 
 std::string row(const char* name, const std::string& text) {
@@ -189,12 +194,13 @@ std::string statusSummary(const StatusReport& report) {
 }
 
 std::string decisionLine(const WakeDecision& decision) {
-  if (const auto* hold = decision.hold()) {
-    std::string text = hold->requiresDeepHold ? "holding, also with the lid closed: " : "holding: ";
-    text += hold->reason;
-    if (hold->activeAgentCount > 0) text += " (" + agents(hold->activeAgentCount) + ")";
-    return text;
-  }
+  const auto* hold = decision.hold();
+  if (hold == nullptr || !hold->requiresDeepHold) return briefDecisionLine(decision);
+  return "holding, also with the lid closed: " + holdText(*hold);
+}
+
+std::string briefDecisionLine(const WakeDecision& decision) {
+  if (const auto* hold = decision.hold()) return "holding: " + holdText(*hold);
   if (const auto* blocked = decision.blocked())
     return "sleep allowed on purpose: " + std::string(rawValue(blocked->block));
   return "sleep allowed: " + decision.release()->reason;
@@ -208,6 +214,11 @@ std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
   if (helper->isAskedForButNotInForce()) return "asked for, not in force: a closed lid suspends";
   if (!helper->isDeepHoldActive) return "not held: the helper gave no lease, so a closed lid suspends";
   return std::nullopt;
+}
+
+std::optional<double> debounceSeconds(const WakeDecision::Hold& hold) {
+  if (!isDebounce(hold)) return std::nullopt;
+  return std::strtod(hold.reason.c_str() + debounceReason.size(), nullptr);
 }
 
 bool sameButForTime(StatusReport before, StatusReport now) {

@@ -24,10 +24,17 @@ std::string shortcutText(const ShortcutReport& shortcut);
 // One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
 std::string decisionLine(const WakeDecision& decision);
 
+// The same in few words, without what the lid may do: "holding: Claude Code working (1 agent)".
+std::string briefDecisionLine(const WakeDecision& decision);
+
 // Why the deep hold that the decision asks for is not there; absent when it is, or is not asked for, or when
 // that is not known yet.
 std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
                                            const std::optional<DeepSleepStatus>& helper);
+
+// How long a hold goes on after the last agent has stopped, as it was when the decision was made; absent for
+// a hold of another reason.
+std::optional<double> debounceSeconds(const WakeDecision::Hold& hold);
 
 // Whether the second decision is news to somebody who has read the first: a debounce that counts down is not.
 bool isNews(const WakeDecision& before, const WakeDecision& now);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -15,11 +16,13 @@ class TerminalReport {
  public:
   // The lines of the start; nothing else is written before them.
   void introduce(const std::string& lines);
+  // Called with each piece of news, in few words. May be empty.
+  std::function<void(const std::string&)> onNews;
   // The host has evaluated, or knows more about the helper.
   void show(const WakeDecision& decision, const std::optional<DeepSleepStatus>& helper, Date now);
 
  private:
-  void line(Date now, const std::string& text);
+  void line(Date now, const std::string& text, const std::string& inFewWords);
 
   bool introduced_ = false;
   std::optional<WakeDecision> shown_;

@@ -9,6 +9,8 @@ namespace {
 constexpr Date beginning{-1e18};
 constexpr Date end{1e18};
 
+constexpr std::int64_t mostHours = 7 * 24;
+
 }  // namespace
 
 ControlResponse answerFromStore(const ControlRequest& request, UsageStore& store) {
@@ -17,6 +19,11 @@ ControlResponse answerFromStore(const ControlRequest& request, UsageStore& store
     const bool today = !request.from && !request.to;
     response.usageSummary = today ? store.todaySummary()
                                   : store.summary(request.from.value_or(beginning), request.to.value_or(end));
+    return response;
+  }
+  if (request.command == ControlCommand::usageHours) {
+    const auto hours = std::clamp<std::int64_t>(request.limit.value_or(24), 1, mostHours);
+    response.usageHours = store.hours(static_cast<std::size_t>(hours));
     return response;
   }
   const auto offset = static_cast<std::size_t>(std::max<std::int64_t>(request.offset.value_or(0), 0));

@@ -5,8 +5,8 @@
 
 namespace vigilo {
 
-// Answers usageSummary and usageSessions from the store: the running host and a command without one give the
-// same answer, since both ask here. Waits for the disk where the store is not loaded yet.
+// Answers usageSummary, usageSessions and usageHours from the store: the running host and a command without
+// one give the same answer, since both ask here. Waits for the disk where the store is not loaded yet.
 ControlResponse answerFromStore(const ControlRequest& request, UsageStore& store);
 
 }  // namespace vigilo

@@ -12,12 +12,14 @@
 #include "VigiloApp/DurationText.h"
 #include "VigiloApp/HelperCommands.h"
 #include "VigiloApp/Host.h"
+#include "VigiloApp/LogCommand.h"
 #include "VigiloApp/LoginCommands.h"
 #include "VigiloApp/OverviewCommand.h"
 #include "VigiloApp/SettingsCommands.h"
 #include "VigiloApp/SetupCommand.h"
 #include "VigiloApp/StatusCommand.h"
 #include "VigiloApp/UsageCommands.h"
+#include "VigiloApp/top/TopCommand.h"
 #include "platform/Directories.h"
 #include "platform/SystemSounds.h"
 #include "support/RecordCoder.h"
@@ -110,6 +112,14 @@ int main(int argc, char** argv) {
   status->add_flag("--json", statusOptions.json, "Print one JSON object (with --follow: one a line)");
   status->add_flag("--follow", statusOptions.follow, "Go on, and tell each change");
   status->callback([&] { exitCode = statusCommand(directories, statusOptions); });
+
+  app.add_subcommand("top", "Show it live in the terminal")->callback([&] {
+    exitCode = topCommand(directories);
+  });
+  bool logAsJson = false;
+  auto* log = app.add_subcommand("log", "Tell what happened lately in the host");
+  log->add_flag("--json", logAsJson, "Print JSON");
+  log->callback([&] { exitCode = logCommand(directories, logAsJson); });
 
   app.add_subcommand("enable", "Turn protection on")->callback([&] {
     exitCode = set(directories, "masterEnabled", "true");

@@ -39,4 +39,12 @@ LocalDay LocalDay::containing(Date moment) {
           date(firstSecondOf(today + 1, now, now + longerThanADay))};
 }
 
+Date startOfLocalHour(Date moment) {
+  ::tzset();
+  const auto seconds = static_cast<std::time_t>(std::floor(moment.unixSeconds()));
+  std::tm parts{};
+  if (::localtime_r(&seconds, &parts) == nullptr) return moment;
+  return Date::fromUnix(static_cast<double>(seconds - parts.tm_min * 60 - parts.tm_sec));
+}
+
 }  // namespace vigilo

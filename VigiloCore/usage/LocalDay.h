@@ -14,4 +14,7 @@ struct LocalDay {
   bool contains(Date moment) const { return start <= moment && moment < end; }
 };
 
+// The full hour by the local clock in which the moment lies.
+Date startOfLocalHour(Date moment);
+
 }  // namespace vigilo

@@ -18,6 +18,8 @@ using Count = std::optional<std::int64_t>;
 // Below half of what 64 bits hold, so that sums which round as doubles are safe too.
 constexpr double largestMagnitude = 4e18;
 
+constexpr double secondsPerHour = 3600;
+
 double magnitude(std::initializer_list<Count> counts, std::optional<double> costUSD) {
   double sum = std::fabs(costUSD.value_or(0));
   for (const Count count : counts) sum += std::fabs(static_cast<double>(count.value_or(0)));
@@ -143,6 +145,18 @@ UsageSummary UsageLedger::summary(const std::function<bool(Date)>& chosen) const
     if (sums.turnCount > 0) summary.byAgent.emplace(name, sums);
   }
   return summary;
+}
+
+void UsageLedger::addTo(std::vector<UsageHour>& hours) const {
+  if (hours.empty()) return;
+  const Date first = hours.front().start;
+  for (const StoredEvent& event : events_) {
+    const double index = std::floor((event.timestamp - first) / secondsPerHour);
+    if (!(index >= 0 && index < static_cast<double>(hours.size()))) continue;
+    UsageHour& hour = hours[static_cast<std::size_t>(index)];
+    hour.totalTokens += event.figures.totalTokens;
+    ++hour.turnCount;
+  }
 }
 
 std::vector<SessionUsageRecord> UsageLedger::recentSessions(std::size_t limit) const {

@@ -43,6 +43,8 @@ class UsageLedger {
 
   // The sums over the events whose timestamps are chosen.
   UsageSummary summary(const std::function<bool(Date)>& chosen) const;
+  // Adds each event to the hour that it falls into: the hours are of equal length and follow one another.
+  void addTo(std::vector<UsageHour>& hours) const;
   // The most recently active sessions first, at most `limit` of them.
   std::vector<SessionUsageRecord> recentSessions(std::size_t limit) const;
   // Decodes them: slow for a long history.

@@ -50,6 +50,7 @@ VIGILO_RECORD_CODING(UsageEvent);
 VIGILO_RECORD_CODING(SessionUsageRecord);
 VIGILO_RECORD_CODING(AgentUsageSummary);
 VIGILO_RECORD_CODING(UsageSummary);
+VIGILO_RECORD_CODING(UsageHour);
 VIGILO_RECORD_CODING(ExportPayload);
 
 }  // namespace vigilo

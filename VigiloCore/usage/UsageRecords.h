@@ -173,6 +173,19 @@ struct UsageSummary {
   }
 };
 
+// What the events of one hour of local time add up to.
+struct UsageHour {
+  Date start;
+  std::int64_t totalTokens = 0;
+  std::int64_t turnCount = 0;
+
+  bool operator==(const UsageHour&) const = default;
+  static constexpr auto fields() {
+    return std::tuple{field("start", &UsageHour::start), field("totalTokens", &UsageHour::totalTokens),
+                      field("turnCount", &UsageHour::turnCount)};
+  }
+};
+
 // What leaves the machine when the user exports: counts, ids, model names, dates and costs, never a prompt, a
 // path or a file's content.
 struct ExportPayload {

@@ -99,6 +99,18 @@ UsageSummary UsageStore::summary(Date from, Date to) {
   return ledger_.summary([&](Date timestamp) { return from <= timestamp && timestamp <= to; });
 }
 
+std::vector<UsageHour> UsageStore::hours(std::size_t count) {
+  const Date running = startOfLocalHour(clock_());
+  std::vector<UsageHour> hours(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    hours[i].start = running - 3600.0 * static_cast<double>(count - 1 - i);
+  }
+  const LockGuard guard(mutex_);
+  loadOnce();
+  ledger_.addTo(hours);
+  return hours;
+}
+
 std::vector<SessionUsageRecord> UsageStore::recentSessions(std::size_t limit) {
   const LockGuard guard(mutex_);
   loadOnce();

@@ -48,6 +48,8 @@ class UsageStore {
   UsageSummary todaySummary();
   // Both ends included.
   UsageSummary summary(Date from, Date to);
+  // The last `count` hours by the local clock, oldest first; the last one is the hour that is running.
+  std::vector<UsageHour> hours(std::size_t count);
   // Newest activity first.
   std::vector<SessionUsageRecord> recentSessions(std::size_t limit);
   std::vector<UsageEvent> allEvents();

@@ -4,7 +4,8 @@
     check_layering.py SOURCE_ROOT
 
 A folder may include from itself and from folders below it. The rules that go with that: system-specific #if only in
-platform/ and support/, the bus library only behind platform/linux/Bus.h, the JSON library only behind the coder.
+platform/ and support/, the bus library only behind platform/linux/Bus.h, the JSON library only behind the coder, the
+terminal library in one file.
 """
 import pathlib
 import re
@@ -53,6 +54,8 @@ def faults(root):
                 yield f"{where}: the bus library outside platform/linux/"
             if name.startswith("nlohmann") and relative.name not in {"RecordCoding.h", "RecordCoding.cpp"}:
                 yield f"{where}: the JSON library outside the record coder"
+            if name in {"curses.h", "ncurses.h", "term.h"} and relative.name != "TopTerminal.cpp":
+                yield f"{where}: the terminal library outside the one file that draws"
             if name.startswith("toml++") and relative.name != "TomlParsing.h":
                 yield f"{where}: the TOML library outside support/TomlParsing.h"
             if not quoted:

@@ -52,6 +52,18 @@ TEST_F(UsageStoreTest, AnEventCountsOnceAlsoInALaterRun) {
   EXPECT_EQ(second.recentSessions(9).at(0).totalTokens, 15);
 }
 
+TEST_F(UsageStoreTest, TellsTheTokensOfEachOfTheLastHours) {
+  now_ = noon + 1234;
+  auto store = this->store();
+  int number = 0;
+  for (const double second : {1234.0, 0.0, -0.5, -3600.0, -3600.5, -7200.0, -7200.5, 3600.0, -1e12})
+    store.record(turn("s", std::to_string(++number), noon + second));
+  const std::vector<UsageHour> expected{{noon - 7200, 30, 2}, {noon - 3600, 30, 2}, {noon, 30, 2}};
+  EXPECT_EQ(store.hours(3), expected);
+  ::setenv("TZ", "XXX-05:30", 1);  // the local clock is half an hour off: 17:30 to 18:00 so far
+  EXPECT_EQ(store.hours(1), (std::vector<UsageHour>{{noon - 1800, 45, 3}}));
+}
+
 TEST_F(UsageStoreTest, WithoutATurnTimeAndTotalTellEventsApart) {
   auto store = this->store();
   UsageEvent event = turn("s", "");
