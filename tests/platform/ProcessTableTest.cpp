@@ -145,6 +145,10 @@ TEST(ProcProcessTable, SeesWhatAProcessBecomes) {
   EXPECT_TRUE(isIn(table.read().value(), {10, "claude"}));
   for (int i = 3; i < 10; ++i) table.read();
   EXPECT_TRUE(isIn(table.read().value(), {12, "gemini"}));
+  // One that somebody asked about, at once: it may be a zombie by now.
+  table.startedAt(12);
+  proc.add(12, {.name = "gemini", .state = 'Z'});
+  EXPECT_TRUE(isIn(table.read().value(), {12, "[gemini] <defunct>"}));
   // Young ones, and other processes under the same pids, at once.
   proc.add(13, {.arguments = launcher});
   table.read();

@@ -84,7 +84,7 @@ std::string ProcProcessTable::commandOf(const ProcFolder::Entry& entry) {
 }
 
 bool ProcProcessTable::isDue(const Known& known, std::int32_t pid) const {
-  if (known.command.empty() || reading_ < known.youngUntil) return true;
+  if (known.command.empty() || reading_ < known.youngUntil || reading_ == known.askedAt + 1) return true;
   // Spread over the readings.
   return (reading_ + static_cast<unsigned>(pid)) % (known.maySucceedItself ? shellInterval : interval) == 0;
 }
@@ -110,12 +110,19 @@ std::optional<Date> ProcProcessTable::dateOf(std::int64_t startTicks) const {
   return clock_() - (secondsSinceBoot() - started);
 }
 
+void ProcProcessTable::noteInterest(std::int32_t pid) {
+  const auto known = known_.find(pid);
+  if (known != known_.end()) known->second.askedAt = reading_;
+}
+
 std::optional<Date> ProcProcessTable::startedAt(std::int32_t pid) {
+  noteInterest(pid);
   const auto stat = folder_.stat(pid);
   return stat ? dateOf(stat->startTicks) : std::nullopt;
 }
 
 std::optional<Date> ProcProcessTable::youngestChildStartedAt(std::int32_t pid) {
+  noteInterest(pid);
   std::vector<std::int32_t> children;
   for (const auto thread : folder_.numbersIn(pid, "task")) {
     const std::string name = "task/" + std::to_string(thread) + "/children";

@@ -16,8 +16,9 @@ namespace vigilo {
 // A process is read in each of its first ten readings, of which the host makes one a second: `exec` keeps the
 // pid and programs rewrite their titles, but soon after their start. An older one is read again in every
 // second reading where it is a shell or another program that runs the next one in its own place, otherwise in
-// every tenth. It is known to be the same process by the inode of its folder, which the listing brings for
-// nothing.
+// every tenth; and in the next one where its start or its children were asked for, since it matters to
+// somebody when it ends and stays as a zombie. It is known to be the same process by the inode of its folder,
+// which the listing brings for nothing.
 class ProcProcessTable final : public ProcessTable {
  public:
   explicit ProcProcessTable(std::string root = "/proc", Clock clock = Date::now);
@@ -33,10 +34,12 @@ class ProcProcessTable final : public ProcessTable {
     std::string command;      // empty where it could not be read, or is too long to be kept
     unsigned youngUntil = 0;  // the reading from which on it is an old one
     unsigned lastReading = 0;
+    unsigned askedAt = 0;  // the last reading after which somebody asked about it
     bool isKernelThread = false;
     bool maySucceedItself = false;  // a shell, or an interpreter
   };
 
+  void noteInterest(std::int32_t pid);
   bool isDue(const Known& known, std::int32_t pid) const;
   std::string commandOf(const ProcFolder::Entry& entry);
   std::string readCommand(std::int32_t pid, Known& known);
