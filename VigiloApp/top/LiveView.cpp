@@ -60,7 +60,7 @@ void LiveView::tick() {
     model_.connection = Connection::notAnswering;
     model_.trouble = "it takes connections and says nothing";
   }
-  if (model_.connection == Connection::live) {
+  if (model_.report) {
     const double since = model_.now - usageAskedAt_;
     if (!(since >= 0 && since < usagePeriod)) askForUsage();
     if (isLogStale_) askForLog();
