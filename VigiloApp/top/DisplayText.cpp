@@ -5,7 +5,7 @@
 #include <iterator>
 #include <utility>
 
-#include "VigiloApp/TextTable.h"
+#include "VigiloApp/commands/TextTable.h"
 #include "support/Utf8.h"
 
 namespace vigilo {

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <utility>
 
-#include "VigiloApp/DurationText.h"
+#include "VigiloApp/commands/DurationText.h"
 #include "VigiloApp/top/TopKey.h"
 
 namespace vigilo {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "VigiloApp/ControlLink.h"
+#include "VigiloApp/control/ControlLink.h"
 #include "VigiloApp/top/TopLayout.h"
 #include "VigiloApp/top/TopModel.h"
 

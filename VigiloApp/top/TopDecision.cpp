@@ -4,8 +4,8 @@
 #include <cmath>
 #include <string>
 
-#include "VigiloApp/DurationText.h"
-#include "VigiloApp/StatusText.h"
+#include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/top/BigWord.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "VigiloApp/DurationText.h"
+#include "VigiloApp/commands/DurationText.h"
 #include "VigiloApp/top/TopParts.h"
 
 namespace vigilo {

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "VigiloApp/StatusText.h"
+#include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopAgents.h"
 #include "VigiloApp/top/TopDecision.h"

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "VigiloApp/RecentLog.h"
-#include "VigiloApp/StatusReport.h"
+#include "VigiloApp/control/RecentLog.h"
+#include "VigiloApp/control/StatusReport.h"
 #include "VigiloApp/top/Glyphs.h"
 #include "usage/UsageRecords.h"
 

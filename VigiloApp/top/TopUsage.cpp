@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "VigiloApp/StatusText.h"
-#include "VigiloApp/TextTable.h"
+#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"
 

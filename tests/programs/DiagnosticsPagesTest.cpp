@@ -1,8 +1,8 @@
-#include "VigiloApp/DiagnosticsPages.h"
+#include "VigiloApp/control/DiagnosticsPages.h"
 
 #include <gtest/gtest.h>
 
-#include "VigiloApp/ControlProtocol.h"
+#include "VigiloApp/control/ControlProtocol.h"
 #include "tests/support/VirtualTime.h"
 
 namespace vigilo {

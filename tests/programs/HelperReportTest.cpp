@@ -1,4 +1,4 @@
-#include "VigiloApp/HelperReport.h"
+#include "VigiloApp/commands/HelperReport.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "VigiloApp/RecentLog.h"
+#include "VigiloApp/control/RecentLog.h"
 
 #include <gtest/gtest.h>
 
-#include "VigiloApp/ControlProtocol.h"
-#include "VigiloApp/SessionNews.h"
+#include "VigiloApp/control/ControlProtocol.h"
+#include "VigiloApp/host/SessionNews.h"
 #include "support/Utf8.h"
 
 namespace vigilo {

@@ -1,12 +1,12 @@
-#include "VigiloApp/StatusText.h"
+#include "VigiloApp/commands/StatusText.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
 
-#include "VigiloApp/ControlProtocol.h"
-#include "VigiloApp/DurationText.h"
+#include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/control/ControlProtocol.h"
 #include "support/RecordCoder.h"
 
 namespace vigilo {

@@ -1,13 +1,13 @@
-#include "VigiloApp/UsageText.h"
+#include "VigiloApp/commands/UsageText.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
 
-#include "VigiloApp/TextTable.h"
-#include "VigiloApp/UsageAnswers.h"
-#include "VigiloApp/UsageCommands.h"
+#include "VigiloApp/commands/TextTable.h"
+#include "VigiloApp/commands/UsageCommands.h"
+#include "VigiloApp/host/UsageAnswers.h"
 #include "support/RecordCoder.h"
 #include "tests/support/TempFolder.h"
 

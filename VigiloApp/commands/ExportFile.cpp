@@ -1,0 +1,21 @@
+#include "VigiloApp/commands/ExportFile.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "VigiloApp/control/ControlProtocol.h"
+#include "helper/VigiloWritePolicy.h"
+
+namespace vigilo {
+
+int writeExport(const Directories& directories, const std::optional<std::string>& file,
+                const std::string& text) {
+  if (!file) return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? exitOk : exitFailure;
+  const std::string path = file->starts_with('/') ? *file : "./" + *file;
+  const auto error = replaceFile(path, text, VigiloWritePolicy::exportGate(directories));
+  if (!error) return exitOk;
+  std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
+  return error->code == EPERM || error->code == EACCES ? exitNoPermission : exitFailure;
+}
+
+}  // namespace vigilo

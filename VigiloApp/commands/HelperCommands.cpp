@@ -1,0 +1,70 @@
+#include "VigiloApp/commands/HelperCommands.h"
+
+#include <cstdio>
+
+#include "VigiloApp/commands/HelperReport.h"
+#include "VigiloApp/control/ControlClient.h"
+#include "helper/HelperTransport.h"
+#include "platform/HelperInstallation.h"
+#include "support/RecordCoder.h"
+
+namespace vigilo {
+namespace {
+
+// Only the host knows since when it holds: the helper knows its lease.
+std::optional<Date> holdingSince(const Directories& directories) {
+  const auto host = ControlClient(directories.controlSocket()).request({.command = ControlCommand::status});
+  if (!host || !host->status) return std::nullopt;
+  const auto* hold = host->status->currentDecision.hold();
+  return hold != nullptr && hold->requiresDeepHold ? host->status->protectionStartedAt : std::nullopt;
+}
+
+HelperReport reportOn(const Directories& directories) {
+  const HelperInstallation installation = findHelperInstallation();
+  HelperReport report;
+  report.unitFile = installation.unitFile;
+  report.isUnitEnabled = installation.isUnitEnabled;
+  report.program = installation.program;
+  if (const auto answer = askHelper(directories, HelperCommand::status)) {
+    report.isRunning = true;
+    report.socket = answer->socket;
+    report.isSystemHelper = answer->socket == rootHelperSocket;
+    report.status = answer->response.status;
+  }
+  report.isInstalled = report.isRunning || report.unitFile || report.program;
+  if (report.status && report.status->isDeepHoldActive) report.holdingSince = holdingSince(directories);
+  report.advice = helperAdvice(report);
+  return report;
+}
+
+}  // namespace
+
+std::optional<HelperAnswer> askHelper(const Directories& directories, HelperCommand command) {
+  SocketHelperTransport transport;
+  std::optional<HelperAnswer> result;
+  for (const std::string& path : {std::string(rootHelperSocket), directories.helperSocket()}) {
+    const std::string request = encodeRecord(HelperRequest{command, std::nullopt, std::nullopt});
+    transport.exchange(path, request, [&](HelperTransport::Outcome outcome, const std::string& reply) {
+      if (outcome != HelperTransport::Outcome::answered) return;
+      if (auto response = decodeRecord<HelperResponse>(reply)) result = {path, *response};
+    });
+    if (result) break;
+  }
+  return result;
+}
+
+int helperStatusCommand(const Directories& directories, bool json) {
+  const HelperReport report = reportOn(directories);
+  const std::string text =
+      json ? encodeRecord(report, exportForm) + "\n" : helperReportText(report, Date::now());
+  std::fputs(text.c_str(), stdout);
+  return report.isRunning ? exitOk : exitNoHost;
+}
+
+int helperUninstallCommand(const Directories& directories) {
+  const auto answer = askHelper(directories, HelperCommand::uninstall);
+  if (!answer) std::fputs("vigilo: no helper answers\n", stderr);
+  return !answer ? exitNoHost : answer->response.ok ? exitOk : exitFailure;
+}
+
+}  // namespace vigilo

@@ -1,0 +1,91 @@
+#include "VigiloApp/commands/SetupCheck.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "VigiloApp/commands/AgentsReport.h"
+#include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/StatusCommand.h"
+#include "VigiloApp/commands/TextTable.h"
+#include "VigiloApp/control/ControlClient.h"
+#include "agents/HookSnippet.h"
+
+namespace vigilo {
+namespace {
+
+// What a hook of this agent has told since the moment.
+std::optional<HookReport> heardSince(const StatusReport& status, AgentType agent, Date begin) {
+  const auto reports = newestHookReports(status.activeSessionsList);
+  const auto found = reports.find(agent);
+  if (found == reports.end() || found->second.receivedAt < begin) return std::nullopt;
+  return found->second;
+}
+
+void tellHeard(const AgentAdapter& adapter, const HookReport& heard) {
+  std::string text = std::string(displayName(adapter.agentType())) + " reached Vigilo: it is " +
+                     std::string(rawValue(heard.state)) + ", session " + heard.sessionId;
+  if (heard.cwd) text += ", in " + *heard.cwd;
+  std::printf("%s.\n", printable(text).c_str());
+}
+
+// From the likeliest cause to what shows where the way is broken.
+void tellWhatToLookAt(const Directories& directories, const AgentAdapter& adapter, const std::string& relay,
+                      double seconds) {
+  const std::string name = displayName(adapter.agentType());
+  const std::string raw(rawValue(adapter.agentType()));
+  const auto findings = adapter.configurations();
+  bool isMentioned = false;
+  for (const auto& finding : findings) isMentioned = isMentioned || finding.mentionsRelay;
+  std::string text = "Nothing came from " + name + " within " + durationText(seconds) + ". Look at these:\n";
+  if (const auto fault = configurationFault(findings)) {
+    text += "- " + printable(*fault) + ".\n";
+  } else if (!isMentioned) {
+    text += "- No configuration of " + name + " runs vigilo-relay: `vigilo setup " + raw + "` shows how.\n";
+  } else if (adapter.agentType() == AgentType::codex) {
+    text +=
+        "- Codex runs new or changed hooks only once they are trusted: it asks when it starts in a "
+        "terminal.\n";
+  }
+  text +=
+      "- A session keeps the configuration it started with: start " + name + " anew and give it a prompt.\n";
+  text += "- Does the relay work? " + shellWord(relay) + " --agent " + raw +
+          " --state idle < /dev/null\n  must make a session \"" + raw +
+          "-default\" appear in `vigilo status`.\n";
+  text += "- " + name + " must run as this user, with the same home folder, and be able to reach\n  " +
+          directories.hookSocket() + " (a container or a sandbox is not).\n";
+  std::fputs(text.c_str(), stderr);
+}
+
+}  // namespace
+
+int checkSetup(const Directories& directories, const AgentAdapter& adapter, const std::string& relay,
+               std::chrono::seconds time) {
+  const Date begin = Date::now();
+  const double seconds = static_cast<double>(time.count());
+  std::optional<HookReport> heard;
+  bool begun = false;
+  const auto take = [&](const ControlResponse& response) {
+    if (!response.status) return true;
+    if (!std::exchange(begun, true)) {
+      std::printf("Waiting up to %s for an event from %s: give it a prompt now. Ctrl-C ends this.\n",
+                  durationText(seconds).c_str(), displayName(adapter.agentType()));
+      std::fflush(stdout);
+    }
+    heard = heardSince(*response.status, adapter.agentType(), begin);
+    return !heard;
+  };
+  const bool hostRuns = ControlClient(directories.controlSocket()).follow(take, time);
+  if (heard) {
+    tellHeard(adapter, *heard);
+    return exitOk;
+  }
+  if (!hostRuns) return noHostRuns();
+  if (Date::now() - begin + 0.5 < seconds) {
+    std::fputs("vigilo: the host has ended, or does not answer.\n", stderr);
+    return exitNoHost;
+  }
+  tellWhatToLookAt(directories, adapter, relay, seconds);
+  return exitFailure;
+}
+
+}  // namespace vigilo

@@ -1,0 +1,56 @@
+#include "VigiloApp/commands/StatusCommand.h"
+
+#include <cstdio>
+
+#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/control/ControlClient.h"
+#include "support/RecordCoder.h"
+
+namespace vigilo {
+namespace {
+
+// False when nobody reads any more.
+bool print(const std::string& text) {
+  return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+}
+
+bool show(const ControlResponse& response, StatusOptions options, int& exitCode) {
+  exitCode = response.exitCode;
+  if (!response.status) {
+    std::fprintf(stderr, "vigilo: %s\n", response.message.value_or("the host sent no status").c_str());
+    if (exitCode == exitOk) exitCode = exitUnavailable;
+    return false;
+  }
+  CoderOptions form = exportForm;
+  form.pretty = !options.follow;
+  if (options.json) {
+    StatusReport report = *response.status;
+    report.buildFamilies(Date::now());
+    return print(encodeRecord(report, form) + "\n");
+  }
+  return print(statusText(*response.status, Date::now()) + (options.follow ? "\n" : ""));
+}
+
+}  // namespace
+
+int statusCommand(const Directories& directories, StatusOptions options) {
+  const ControlClient client(directories.controlSocket());
+  int exitCode = exitOk;
+  bool hostRuns = true;
+  if (options.follow) {
+    hostRuns =
+        client.follow([&](const ControlResponse& response) { return show(response, options, exitCode); });
+  } else if (const auto response = client.request({.command = ControlCommand::status})) {
+    show(*response, options, exitCode);
+  } else {
+    hostRuns = false;
+  }
+  return hostRuns ? exitCode : noHostRuns();
+}
+
+int noHostRuns() {
+  std::fputs("vigilo: no host runs, so nothing is held. Start one with `vigilo run`.\n", stderr);
+  return exitNoHost;
+}
+
+}  // namespace vigilo

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "VigiloApp/control/StatusReport.h"
+#include "policy/WakeDecision.h"
+
+namespace vigilo {
+
+// What `vigilo status` prints: in plain words what is held, why, since when, and what would end it. Ends in a
+// line feed. `now` is the reader's.
+std::string statusText(const StatusReport& report, Date now);
+
+// The same in a few lines: what is held and why, and what is not as it should be. Ends in a line feed.
+std::string statusSummary(const StatusReport& report);
+
+// "on battery, 57 %, 2 h 10 min left".
+std::string powerText(const PowerSourceSnapshot& power);
+
+// "Alt+Super+L, through the X server", "not available: no X server runs on display :0".
+std::string shortcutText(const ShortcutReport& shortcut);
+
+// One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
+std::string decisionLine(const WakeDecision& decision);
+
+// The same in few words, without what the lid may do: "holding: Claude Code working (1 agent)".
+std::string briefDecisionLine(const WakeDecision& decision);
+
+// Why the deep hold that the decision asks for is not there; absent when it is, or is not asked for, or when
+// that is not known yet.
+std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
+                                           const std::optional<DeepSleepStatus>& helper);
+
+// How long a hold goes on after the last agent has stopped, as it was when the decision was made; absent for
+// a hold of another reason.
+std::optional<double> debounceSeconds(const WakeDecision::Hold& hold);
+
+// Whether the second decision is news to somebody who has read the first: a debounce that counts down is not.
+bool isNews(const WakeDecision& before, const WakeDecision& now);
+
+// Whether two reports differ in nothing but what the passing of time changes.
+bool sameButForTime(StatusReport before, StatusReport now);
+
+// "10:32:01", in local time.
+std::string localTime(Date date);
+
+}  // namespace vigilo
