@@ -20,7 +20,7 @@ TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(npro
 
 build:
 	@tools/install-packages build
-	@$(GENERATE) -DVIGILO_TESTS=OFF >$(BUILD).log 2>&1 || { cat $(BUILD).log; rm -f $(BUILD).log; exit 1; }; rm -f $(BUILD).log
+	@$(GENERATE) -DVIGILO_TESTS=OFF -DVIGILO_BENCH=OFF >$(BUILD).log 2>&1 || { cat $(BUILD).log; rm -f $(BUILD).log; exit 1; }; rm -f $(BUILD).log
 	@cmake --build $(BUILD)
 
 run: build
@@ -28,7 +28,7 @@ run: build
 
 test:
 	@tools/install-packages build test
-	@$(GENERATE) -DVIGILO_TESTS=ON
+	@$(GENERATE) -DVIGILO_TESTS=ON -DVIGILO_BENCH=OFF
 	@cmake --build $(BUILD)
 	@$(TEST) --label-exclude long
 
@@ -38,7 +38,7 @@ check-long:
 
 bench:
 	@tools/install-packages build test check
-	@$(GENERATE) -DVIGILO_BENCH=ON
+	@$(GENERATE) -DVIGILO_TESTS=ON -DVIGILO_BENCH=ON
 	@cmake --build $(BUILD)
 	@bench/run $(BUILD)/bin
 
