@@ -49,19 +49,20 @@ std::vector<AgentReport> reports(const AgentRegistry& registry, const Statuses& 
 
 }  // namespace
 
-std::unique_ptr<AgentRegistry> makeAgentRegistry(const Directories& directories) {
-  auto registry = std::make_unique<AgentRegistry>(
+const AgentRegistry& installAgentRegistry(const Directories& directories) {
+  static AgentRegistry registry(
       AgentSurroundings::ofThisMachine(directories, [names = applicationNames()] { return names; }));
-  registry->registerDefaultAdapters();
+  registry.registerDefaultAdapters();
+  AgentRegistry::installShared(&registry);
   return registry;
 }
 
 int agentsCommand(const Directories& directories, bool json) {
-  const auto registry = makeAgentRegistry(directories);
-  auto statuses = registry->detectAll();  // goes on while the host is asked
+  const AgentRegistry& registry = installAgentRegistry(directories);
+  auto statuses = registry.detectAll();  // goes on while the host is asked
   const auto host =
       ControlClient(directories.controlSocket(), hostLimit).request({.command = ControlCommand::status});
-  const auto rows = reports(*registry, statuses.get(), host);
+  const auto rows = reports(registry, statuses.get(), host);
   std::fputs(
       (json ? encodeRecord(rows, exportForm) + "\n" : agentsText(rows, Date::now(), terminalWidth())).c_str(),
       stdout);

@@ -59,12 +59,12 @@ std::string relayPath(const SetupOptions& options) {
 }  // namespace
 
 int setupCommand(const Directories& directories, const SetupOptions& options) {
-  const auto registry = makeAgentRegistry(directories);
+  const AgentRegistry& registry = installAgentRegistry(directories);
   const auto agent = fromRawValue<AgentType>(options.agent);
-  const auto adapter = agent ? registry->adapter(*agent) : nullptr;
+  const auto adapter = agent ? registry.adapter(*agent) : nullptr;
   if (!adapter) {
     return fail(exitUsage, "\"" + options.agent + "\" is no agent that Vigilo knows. It knows " +
-                               knownAgents(*registry) + ".");
+                               knownAgents(registry) + ".");
   }
   const bool hasHooks = adapter->targetConfigPath().has_value();
   if (options.check && !hasHooks) {

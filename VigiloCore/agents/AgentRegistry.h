@@ -19,7 +19,7 @@ class AgentRegistry {
 
   explicit AgentRegistry(AgentSurroundings surroundings) : surroundings_(std::move(surroundings)) {}
 
-  // What `main` installed, null before. The registry must outlive its use.
+  // What the program installed, null before. The registry must outlive its use.
   static AgentRegistry* shared();
   static void installShared(AgentRegistry* registry);
 
