@@ -73,7 +73,7 @@ class HoldTest(HostTest):
         started = time.monotonic()
         self.assertEqual(host.stop(signal.SIGINT), 0)
         self.assertLess(time.monotonic() - started, 2)
-        self.assertEqual(self.holds(), [])
+        wait_for("logind has noticed", lambda: self.holds() == [], 1)
         self.assertFalse(ask("status")["status"]["isDeepHoldActive"])
         self.assertEqual([path.name for path in self.run_folder.iterdir()], ["vigilo.lock"])
 
