@@ -9,7 +9,7 @@
 
 namespace vigilo::test {
 
-// User defaults that live in memory, for a test of one thread. `changeFromOutside` is somebody else's write.
+// User defaults that live in memory, for a test of one thread.
 class MemoryDefaults final : public UserDefaults {
  public:
   std::optional<DefaultsValue> object(const std::string& key) const override {
@@ -23,25 +23,10 @@ class MemoryDefaults final : public UserDefaults {
       values.erase(key);
   }
   std::optional<FileError> synchronize() override { return std::nullopt; }
-  CancelToken observe(Queue& queue, Task changed) override {
-    struct Token final : Cancellable {
-      explicit Token(MemoryDefaults& owner) : defaults(owner) {}
-      ~Token() override { defaults.announce_ = nullptr; }
-      MemoryDefaults& defaults;
-    };
-    announce_ = [&queue, changed = std::move(changed)] { queue.async(changed); };
-    return std::make_unique<Token>(*this);
-  }
-
-  void changeFromOutside(const std::string& key, DefaultsValue value) {
-    set(key, std::move(value));
-    if (announce_) announce_();
-  }
+  // Nobody else writes here.
+  CancelToken observe(Queue&, Task) override { return nullptr; }
 
   std::map<std::string, DefaultsValue> values;
-
- private:
-  Task announce_;
 };
 
 }  // namespace vigilo::test
