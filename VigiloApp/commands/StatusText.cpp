@@ -8,6 +8,7 @@
 #include "VigiloApp/commands/DurationText.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "agents/ProcessSession.h"
+#include "policy/PolicyConfiguration.h"
 
 namespace vigilo {
 namespace {
@@ -82,7 +83,8 @@ std::string endText(const StatusReport& report) {
                    ? "the pause ends at " + localTime(*report.pauseUntil) + "; `vigilo resume` ends it now"
                    : "`vigilo resume` ends the pause";
       case SafetyBlock::batteryBelowFloor:
-        return "protection returns on AC, or at " + std::to_string(settings.batteryFloorPercent + 3) +
+        return "protection returns on AC, or at " +
+               std::to_string(settings.batteryFloorPercent + PolicyConfiguration{}.batteryHysteresisPercent) +
                " % charge";
       case SafetyBlock::acDisconnected:
         return "protection returns on AC (setting onlyOnAC)";

@@ -9,6 +9,7 @@
 #include "VigiloApp/top/BigWord.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"
+#include "policy/PolicyConfiguration.h"
 
 namespace vigilo {
 namespace {
@@ -97,7 +98,10 @@ Headline ofBlock(const TopModel& model, SafetyBlock block) {
       break;
     case SafetyBlock::batteryBelowFloor:
       headline.word = "BATTERY";
-      headline.next = "back on AC, or at " + std::to_string(report.settings.batteryFloorPercent + 3) + " %";
+      headline.next = "back on AC, or at " +
+                      std::to_string(report.settings.batteryFloorPercent +
+                                     PolicyConfiguration{}.batteryHysteresisPercent) +
+                      " %";
       break;
     case SafetyBlock::acDisconnected:
       headline.word = "NO AC";
