@@ -7,6 +7,7 @@
 
 #include "VigiloApp/commands/AgentsCommand.h"
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/SetupCheck.h"
 #include "VigiloApp/commands/SetupText.h"
 #include "VigiloApp/control/ControlProtocol.h"
@@ -19,11 +20,6 @@ namespace vigilo {
 namespace {
 
 constexpr double longestWaitSeconds = 3600;
-
-int fail(int exitCode, const std::string& message) {
-  std::fprintf(stderr, "vigilo: %s\n", message.c_str());
-  return exitCode;
-}
 
 std::string knownAgents(const AgentRegistry& registry) {
   std::string names;

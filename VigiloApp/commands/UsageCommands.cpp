@@ -10,6 +10,7 @@
 #include <functional>
 
 #include "VigiloApp/commands/ExportFile.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/commands/UsageText.h"
 #include "VigiloApp/control/ControlClient.h"
@@ -23,11 +24,6 @@ namespace vigilo {
 namespace {
 
 constexpr int lockPatienceMs = 3000;
-
-int fail(int exitCode, const std::string& message) {
-  std::fprintf(stderr, "vigilo: %s\n", message.c_str());
-  return exitCode;
-}
 
 // What a command without a host says about a store file that it cannot read goes to standard error.
 class LogToStandardError {

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "AppCoordinator.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "VigiloApp/control/RecentLog.h"
@@ -36,11 +37,6 @@ constexpr int lockPatienceMs = 2000;  // a command that writes settings is throu
 constexpr auto releasePatience = 2s;
 constexpr auto scanPatience = 1s;
 constexpr auto shortcutPatience = 2s;  // as long as the desktop may take for an answer
-
-int refuse(int exitCode, const std::string& message) {
-  std::fprintf(stderr, "vigilo: %s\n", message.c_str());
-  return exitCode;
-}
 
 // Absent when the host may run with this home folder; otherwise why not.
 std::optional<std::string> homeProblem(const Directories& directories) {
@@ -325,14 +321,14 @@ void Host::shutDown() {
 }  // namespace
 
 int runHost(const Directories& directories, HostOptions options) {
-  if (const auto problem = homeProblem(directories)) return refuse(exitNoPermission, *problem);
+  if (const auto problem = homeProblem(directories)) return fail(exitNoPermission, *problem);
   const auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::host, lockPatienceMs);
   if (lock.holder) {
-    return refuse(exitAlreadyRunning, "a host of this user runs already (process " +
-                                          std::to_string(lock.holder->pid) + "). `vigilo status` asks it.");
+    return fail(exitAlreadyRunning, "a host of this user runs already (process " +
+                                        std::to_string(lock.holder->pid) + "). `vigilo status` asks it.");
   }
   if (!lock.lock)
-    return refuse(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
+    return fail(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
   std::signal(SIGPIPE, SIG_IGN);
   RecentLog recentLog;
   HostLog log(options.verbose, recentLog);
