@@ -242,53 +242,6 @@ TEST_F(AppCoordinatorTest, ClockJumpsNeitherHoldForEverNorStopTheHost) {
   EXPECT_FALSE(world.machine.holdsIdle());
 }
 
-TEST_F(AppCoordinatorTest, TheUserIsToldOfTransitionsAndOfNothingElse) {
-  const std::string started = "vigilo.started silent: 1 coding agent session working.";
-  const auto expect = [&](const Actions& notices) { EXPECT_EQ(world.desktop.take(), notices); };
-  world.run(60);
-  expect({});
-  // Two agents, an hour of holding, and the debounce.
-  world.event(AgentType::claude, AgentState::working, "a");
-  world.event(AgentType::codex, AgentState::working, "b");
-  world.run(0);
-  expect({"vigilo.started silent: 2 coding agent sessions working.", "Hero"});
-  for (int minute = 0; minute < 60; ++minute) work(), world.run(60);
-  for (const char* session : {"a", "b", "s1"}) world.event(AgentType::claude, AgentState::idle, session);
-  world.run(29);
-  expect({});
-  world.run(2);
-  expect({"vigilo.finished silent: Normal sleep behavior has been restored.", "Hero"});
-
-  // A hold without agents counts as one.
-  set("manualHoldEnabled", true);
-  world.run(1);
-  expect({started, "Hero"});
-  world.machine.setThermal(3);
-  world.run(10);
-  expect({"vigilo.thermal urgent silent: Vigilo released sleep protection so macOS can cool down normally.",
-          "Hero"});
-  // From one block to the next nothing ends.
-  world.machine.setBattery(false, 15);
-  world.machine.setThermal(0);
-  world.run(10);
-  expect({});
-  world.machine.setBattery(true, 15);
-  world.run(1);
-  expect({started, "Hero"});
-  world.machine.setBattery(false, 14);
-  world.run(10);
-  expect({"vigilo.battery urgent silent: Vigilo released sleep protection at 14%.", "Hero"});
-
-  // What the user asked for is no news.
-  world.machine.setBattery(true, 80);
-  world.run(1);
-  expect({started, "Hero"});
-  set("pauseUntil", world.time.now() + 60);
-  world.run(59);
-  EXPECT_FALSE(world.machine.holdsIdle());
-  expect({});
-}
-
 TEST_F(AppCoordinatorTest, ForgottenSessionsLeaveTheTable) {
   idle();
   world.run(24 * 3600 - 10);
