@@ -19,13 +19,17 @@ struct DeepHoldStateRecord {
   std::optional<std::string> activeLeaseId;
   std::optional<Date> expiresAt;
   bool originalSleepDisabled = false;  // the system's setting before the store's own change
+  // Whether the store's own change is, or may be, in the system. Absent in an idle record where it is not,
+  // and in older ones, whose holds over an original "sleep enabled" owe.
+  std::optional<bool> owesRestoration;
 
   bool operator==(const DeepHoldStateRecord&) const = default;
   static constexpr auto fields() {
     return std::tuple{field("isHolding", &DeepHoldStateRecord::isHolding),
                       field("activeLeaseId", &DeepHoldStateRecord::activeLeaseId),
                       field("expiresAt", &DeepHoldStateRecord::expiresAt),
-                      field("originalSleepDisabled", &DeepHoldStateRecord::originalSleepDisabled)};
+                      field("originalSleepDisabled", &DeepHoldStateRecord::originalSleepDisabled),
+                      field("owesRestoration", &DeepHoldStateRecord::owesRestoration)};
   }
 };
 
@@ -37,9 +41,11 @@ struct DeepHoldStateRecord {
 // when it ends, and only where it was "sleep enabled": who had disabled sleep by other means keeps that. A
 // second acquirer takes the hold over; a renewal under any identifier counts.
 //
-// The record is saved after every change, so that a restarted daemon knows of the hold that it inherits. A
-// failing save or a failing controller does not fail the operation: the record in memory rules, and the
-// watchdog takes a lost hold again.
+// The record is saved before the controller changes anything and after every change, so that a restarted
+// daemon knows of the hold that it inherits, and of a restoration that is owed. A failing save or a failing
+// controller does not fail the operation: the record in memory rules, and each tick of the watchdog tries
+// again to save, to put the hold in force, or to restore. Only a setting that outlives the process is not
+// touched before the record is saved.
 //
 // Thread-safe: one lock guards each operation from start to end, the controller's calls included. The
 // controller must outlive the store.
@@ -60,7 +66,7 @@ class DeepHoldLeaseStore {
   bool renew(const std::string& leaseId, double ttlSeconds) VIGILO_EXCLUDES(lock_);
   // Gives the hold back; false when the identifier names another lease than the active one.
   bool release(const std::optional<std::string>& leaseId) VIGILO_EXCLUDES(lock_);
-  // Ends a lapsed hold (true), or takes a hold that was lost again (false).
+  // Ends a lapsed hold (true), or puts in order what has been lost or failed (false).
   bool checkWatchdog() VIGILO_EXCLUDES(lock_);
 
   // Takes again an unexpired hold that an earlier process took, where the setting dies with its process. For
@@ -73,7 +79,13 @@ class DeepHoldLeaseStore {
   void _internalRelease() VIGILO_REQUIRES(lock_);
   bool hasLapsed(Date now) const VIGILO_REQUIRES(lock_);
   void ensureInForce() VIGILO_REQUIRES(lock_);
-  void saveState() VIGILO_REQUIRES(lock_);
+  bool owesRestoration() const VIGILO_REQUIRES(lock_);
+  void lookAtOriginal() VIGILO_REQUIRES(lock_);
+  void disableSleep() VIGILO_REQUIRES(lock_);
+  bool restore() VIGILO_REQUIRES(lock_);
+  void retryRestoration() VIGILO_REQUIRES(lock_);
+  void retrySave() VIGILO_REQUIRES(lock_);
+  bool saveState() VIGILO_REQUIRES(lock_);
 
   SystemPowerControlling& powerController_;
   const std::optional<std::string> stateFile_;
@@ -82,6 +94,7 @@ class DeepHoldLeaseStore {
   mutable Mutex lock_;
   DeepHoldStateRecord state_ VIGILO_GUARDED_BY(lock_);
   FailureEpisode saveFailure_ VIGILO_GUARDED_BY(lock_);
+  bool isSaved_ VIGILO_GUARDED_BY(lock_) = true;
 };
 
 }  // namespace vigilo

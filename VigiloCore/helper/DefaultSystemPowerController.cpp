@@ -4,14 +4,18 @@
 
 #include <sstream>
 
-#include "support/Log.h"
-#include "support/Subprocess.h"
 #include "support/Utf8.h"
 
 namespace vigilo {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr Log logger{"com.vigilo.helper", "power"};
+
+constexpr auto toolLimit = 2s;
+constexpr auto pauseAfterHang = 10s;
+constexpr int killed = 128;  // and beyond: the exit status tells the signal
 
 // Only the line's beginning is compared, so that longer names of the setting count too.
 bool lineShowsSleepDisabled(const std::string& line) {
@@ -34,24 +38,44 @@ bool DefaultSystemPowerController::listingShowsSleepDisabled(std::string_view li
   return false;
 }
 
-bool DefaultSystemPowerController::readSleepDisabled() {
-  const auto run = runProgram(toolPath, {"-g", "custom"}, {.captureOutput = true});
-  return run && listingShowsSleepDisabled(run->standardOutput);
+std::optional<bool> DefaultSystemPowerController::readSleepDisabled() {
+  if (std::chrono::steady_clock::now() < nextReading_) return std::nullopt;
+  const auto listing = run({"-g", "custom"}, true);
+  // A listing that somebody cut off says nothing.
+  if (!listing || listing->exitStatus >= killed) return std::nullopt;
+  return listingShowsSleepDisabled(listing->standardOutput);
 }
 
 bool DefaultSystemPowerController::writeSleepDisabled(bool disabled) {
-  const long value = disabled ? 1 : 0;
-  const auto run = runProgram(toolPath, {"-a", "disablesleep", disabled ? "1" : "0"});
-  if (!run) {
-    logger.error("Cannot launch %s", toolPath);
+  const std::string value = disabled ? "1" : "0";
+  const auto done = run({"-a", "disablesleep", value}, false);
+  if (!done) return false;
+  if (done->exitStatus != 0) {
+    report("Failed to execute pmset -a disablesleep " + value +
+           ", status: " + std::to_string(done->exitStatus));
     return false;
   }
-  if (run->exitStatus != 0) {
-    logger.error("Failed to execute pmset -a disablesleep %ld, status: %d", value, run->exitStatus);
-    return false;
-  }
-  logger.info("Executed pmset -a disablesleep %ld", value);
+  failure_.ends();
+  logger.info("Executed pmset -a disablesleep %s", value);
   return true;
+}
+
+std::optional<SubprocessResult> DefaultSystemPowerController::run(const std::vector<std::string>& arguments,
+                                                                  bool captureOutput) {
+  const auto start = std::chrono::steady_clock::now();
+  auto result = runProgram(toolPath, arguments, {.captureOutput = captureOutput, .timeLimit = toolLimit});
+  if (result) return result;
+  const auto end = std::chrono::steady_clock::now();
+  const bool hung = end - start >= toolLimit;
+  if (hung) nextReading_ = end + pauseAfterHang;
+  report(hung ? toolPath + std::string(" was killed: it did not end within two seconds")
+              : std::string("Cannot launch ") + toolPath);
+  return result;
+}
+
+// What is tried again every few seconds, and fails again, is said once.
+void DefaultSystemPowerController::report(const std::string& failure) {
+  if (failure_.begins(failure)) logger.error("%s", failure);
 }
 
 std::string DefaultSystemPowerController::description() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/ServiceManager.h"
@@ -14,14 +15,20 @@ class SystemPowerControlling {
  public:
   virtual ~SystemPowerControlling() = default;
 
-  // Whether system sleep is disabled now, by this process or by administration. False when it cannot be read.
-  virtual bool readSleepDisabled() = 0;
-  // Whether the change succeeded.
+  // Whether system sleep is disabled now, by this process or by administration. Absent when that cannot be
+  // read.
+  virtual std::optional<bool> readSleepDisabled() = 0;
+  // Whether the change is known to have succeeded; one that is not may have come about all the same.
   virtual bool writeSleepDisabled(bool disabled) = 0;
 
-  // Called again and again while a hold is in force that this controller was asked for: takes it again where
-  // it has been lost. The default does nothing, for a setting that stays when this process dies.
-  virtual void ensureSleepDisabled() {}
+  // Called again and again while a hold is asked for that this controller was to take: takes it again where
+  // it was lost, or could not be taken.
+  virtual void ensureSleepDisabled() {
+    if (!readSleepDisabled().value_or(true)) writeSleepDisabled(true);
+  }
+  // Whether the setting stays when this process dies: nothing but a record then tells that it must be
+  // restored.
+  virtual bool outlivesProcess() const { return false; }
 
   // For people, at start: what the setting is reached through, or what is missing.
   virtual std::string description() const = 0;

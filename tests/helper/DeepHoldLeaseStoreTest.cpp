@@ -44,7 +44,8 @@ TEST_F(DeepHoldLeaseStoreTest, AHoldIsTakenSavedAndGivenBack) {
   EXPECT_TRUE(store_->acquire("a", 60.9));
   EXPECT_EQ(power_.take(), (Actions{"read", "disable sleep"}));
   EXPECT_EQ(file(),
-            R"({"isHolding":true,"activeLeaseId":"a","expiresAt":1060.9,"originalSleepDisabled":false})");
+            R"({"isHolding":true,"activeLeaseId":"a","expiresAt":1060.9,"originalSleepDisabled":false,)"
+            R"("owesRestoration":true})");
   EXPECT_EQ(status(), (DeepSleepStatus{true, true, "a", Date{1060.9}, false, true}));
 
   EXPECT_TRUE(store_->release("a"));
@@ -61,7 +62,7 @@ TEST_F(DeepHoldLeaseStoreTest, ASettingThatSomebodyElseMadeIsLeftAlone) {
   EXPECT_FALSE(store_->checkWatchdog());
   EXPECT_TRUE(store_->acquire("b", 60));
   EXPECT_TRUE(store_->release(std::nullopt));
-  EXPECT_EQ(power_.take(), (Actions{"read"}));
+  EXPECT_EQ(power_.take(), (Actions{"read", "read", "read"})) << "looked at, never changed";
   EXPECT_EQ(status().originalSleepDisabledState, true);
   EXPECT_EQ(log_.take(), (Lines{"info [lease] Acquired deep hold lease a (TTL: 60s, original: true)",
                                 "info [lease] Renewed existing deep hold with lease b",
@@ -92,7 +93,8 @@ TEST_F(DeepHoldLeaseStoreTest, ARenewalUnderAnyIdentifierExtendsAndBecomesTheAct
   EXPECT_TRUE(store_->renew("", 60));
   EXPECT_EQ(power_.take(), Actions{});
   EXPECT_EQ(file(),
-            R"({"isHolding":true,"activeLeaseId":"","expiresAt":1119.0,"originalSleepDisabled":false})");
+            R"({"isHolding":true,"activeLeaseId":"","expiresAt":1119.0,"originalSleepDisabled":false,)"
+            R"("owesRestoration":true})");
   EXPECT_EQ(log_.take(), (Lines{"debug [lease] Renewed lease  until 2001-01-01 00:18:39 +0000"}));
   EXPECT_FALSE(store_->release("a"));
 }
@@ -152,12 +154,19 @@ TEST_F(DeepHoldLeaseStoreTest, AnInheritedHoldIsTakenAgainAndEndedWhenItsLeaseHa
   EXPECT_EQ(power_.take(), (Actions{"enable sleep"}));
 }
 
-TEST_F(DeepHoldLeaseStoreTest, AnInheritedHoldOverSomebodyElsesSettingIsNotTaken) {
+TEST_F(DeepHoldLeaseStoreTest, AHoldOverSomebodyElsesSettingIsTakenOnceThatIsGone) {
+  power_.disabled = true;
   folder_.write("state.json", R"({"isHolding":true,"originalSleepDisabled":true,"expiresAt":1060})");
   restart();
   store_->retakeInheritedHold();
   store_->checkWatchdog();
-  EXPECT_EQ(power_.take(), Actions{});
+  EXPECT_EQ(power_.take(), (Actions{"read", "read"}));
+
+  power_.disabled = false;
+  store_->checkWatchdog();
+  EXPECT_EQ(power_.take(), (Actions{"read", "disable sleep"}));
+  store_->release(std::nullopt);
+  EXPECT_EQ(power_.take(), (Actions{"enable sleep"}));
 }
 
 TEST_F(DeepHoldLeaseStoreTest, AHoldWithoutAnExpiryNeverLapses) {
@@ -205,12 +214,12 @@ TEST_F(DeepHoldLeaseStoreTest, AFailingSaveIsSaidOnceAndTheRecordInMemoryRules) 
   EXPECT_TRUE(store_->release("a"));
   const std::string path = folder_.path("state.json");
   EXPECT_EQ(log_.take(),
-            (Lines{"info [lease] Acquired deep hold lease a (TTL: 60s, original: false)",
-                   "error [lease] Deep hold record not saved, going on with the one in memory: " + path +
+            (Lines{"error [lease] Deep hold record not saved, going on with the one in memory: " + path +
                        ": Vigilo does not write here",
+                   "info [lease] Acquired deep hold lease a (TTL: 60s, original: false)",
                    "debug [lease] Renewed lease a until 2001-01-01 00:17:40 +0000",
-                   "info [lease] Restored system sleep state to original: sleep enabled",
-                   "info [lease] Deep hold record saved again"}));
+                   "info [lease] Deep hold record saved again",
+                   "info [lease] Restored system sleep state to original: sleep enabled"}));
 }
 
 }  // namespace

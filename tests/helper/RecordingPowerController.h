@@ -11,7 +11,7 @@ namespace vigilo::test {
 // A sleep setting in memory that keeps the ordered list of what was asked of it.
 class RecordingPowerController final : public SystemPowerControlling {
  public:
-  bool readSleepDisabled() override {
+  std::optional<bool> readSleepDisabled() override {
     actions_.emplace_back("read");
     return disabled;
   }

@@ -3,8 +3,10 @@ mount namespace of this test's own."""
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import sys
+import time
 
 import harness
 from harness import ask, wait_for
@@ -14,7 +16,7 @@ harness.run_in_own_mounts()
 TOOL = pathlib.Path("/usr/bin/pmset")
 FAKE = f"""#!{sys.executable} -IS
 # Keeps the setting, what it was called with, and the descriptors that it was given, beside each other.
-import os, pathlib, sys
+import os, pathlib, sys, time
 def is_open(fd):
     try:
         return bool(os.fstat(fd))
@@ -26,6 +28,8 @@ here, arguments = pathlib.Path("/run/fake"), sys.argv[1:]
 with open(here / "calls", "a") as calls:
     print(*arguments, file=calls)
 setting = here / "setting"
+if (here / "hangs").exists():
+    time.sleep(60)
 if arguments[0] == "-g":
     print("Battery Power:\\n sleep 1\\nAC Power:\\n  disablesleep   " + setting.read_text())
 elif (here / "refuses").exists():
@@ -68,6 +72,9 @@ class HelperToolTest(harness.TestCase):
         (self.state / "calls").unlink()
         return calls
 
+    def record(self):
+        return json.loads(pathlib.Path("/run/vigilo-helper-state.json").read_text())
+
     def setting(self):
         return (self.state / "setting").read_text().strip()
 
@@ -89,6 +96,32 @@ class HelperToolTest(harness.TestCase):
         self.assertTrue(answer["ok"] and answer["status"]["isDeepHoldActive"])
         self.assertFalse(answer["status"]["currentSystemSleepDisabled"])
         self.assertTrue(helper.log_lines("error [power] Failed to execute pmset -a disablesleep 1, status: 3"))
+        (self.state / "refuses").unlink()
+        wait_for("the next tick tries again", lambda: self.setting() == "1", 8)
+
+    def test_a_restoration_that_fails_is_owed_until_it_succeeds_also_by_the_next_helper(self):
+        helper = self.start_helper()
+        ask("acquire", leaseId="a")
+        (self.state / "refuses").touch()
+        self.assertFalse(ask("release", leaseId="a")["status"]["isDeepHoldActive"])
+        self.assertTrue(self.record()["owesRestoration"])
+        helper.stop(signal.SIGKILL)
+        (self.state / "refuses").unlink()
+        self.start_helper()
+        wait_for("the first tick", lambda: self.setting() == "0", 8)
+        wait_for("nothing is owed", lambda: "owesRestoration" not in self.record())
+
+    def test_a_tool_that_hangs_is_killed_and_costs_a_request_two_seconds_at_most(self):
+        helper = self.start_helper()
+        (self.state / "hangs").touch()
+        begin = time.monotonic()
+        self.assertTrue(ask("acquire")["ok"])
+        self.assertFalse(ask("status")["status"]["currentSystemSleepDisabled"])
+        self.assertLess(time.monotonic() - begin, 4, "the reading that hung is not repeated at once")
+        self.assertEqual(len(helper.log_lines("was killed: it did not end within two seconds")), 1)
+        self.assertEqual(self.setting(), "0")
+        (self.state / "hangs").unlink()
+        wait_for("it is held once the tool works", lambda: self.setting() == "1", 20)
 
     def test_a_tool_that_cannot_be_run_reads_as_off(self):
         TOOL.chmod(0o644)
@@ -107,7 +140,7 @@ class HelperToolTest(harness.TestCase):
         ask("acquire", ttlSeconds=0.1)
         helper.stop()
         self.assertEqual(self.setting(), "1")
-        self.assertTrue(json.loads(pathlib.Path("/run/vigilo-helper-state.json").read_text())["isHolding"])
+        self.assertTrue(self.record()["isHolding"])
         self.start_helper()
         self.assertEqual(self.setting(), "1", "starting changes nothing")
         wait_for("the first tick", lambda: self.setting() == "0", 8)

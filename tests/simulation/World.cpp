@@ -119,7 +119,7 @@ class World::PowerController final : public SystemPowerControlling {
   explicit PowerController(Machine& machine) : machine_(machine) {}
   ~PowerController() override { machine_.sleepDisabled = false; }
 
-  bool readSleepDisabled() override { return machine_.sleepDisabled; }
+  std::optional<bool> readSleepDisabled() override { return machine_.sleepDisabled; }
   bool writeSleepDisabled(bool disabled) override {
     machine_.actions.push_back(disabled ? "sleep off" : "sleep on");
     machine_.sleepDisabled = disabled;

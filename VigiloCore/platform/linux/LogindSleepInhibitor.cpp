@@ -46,7 +46,7 @@ bool holdsSleepInhibitor(const std::vector<bus::Inhibitor>& inhibitors, std::uin
   });
 }
 
-bool LogindSleepInhibitor::readSleepDisabled() {
+std::optional<bool> LogindSleepInhibitor::readSleepDisabled() {
   return isHoldInForce() || isSleepMasked(unitFolders_);
 }
 

@@ -37,7 +37,7 @@ class LogindSleepInhibitor final : public SystemPowerControlling {
                                 std::vector<std::string> unitFolders = administratorUnitFolders)
       : serviceManager_(serviceManager), unitFolders_(std::move(unitFolders)) {}
 
-  bool readSleepDisabled() override;
+  std::optional<bool> readSleepDisabled() override;
   // Disabling while a hold is in force takes a new one before the old one goes: a gap with the lid closed
   // suspends the machine within milliseconds.
   bool writeSleepDisabled(bool disabled) override;
