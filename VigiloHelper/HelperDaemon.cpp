@@ -47,7 +47,7 @@ HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPa
       serviceManager_(makeServiceManager()),
       powerController_(makeSystemPowerController(*serviceManager_)),
       leaseStore_(*powerController_, folderOf(socketPath_) + "/vigilo-helper-state.json",
-                  VigiloWritePolicy::gate(Directories::ofCurrentUser()), Date::now),
+                  VigiloWritePolicy::gate(Directories::ofCurrentUser()), Date::now, secondsAwake),
       handler_(leaseStore_),
       queue_(AsioQueue::withThread("com.vigilo.helper.queue")),
       waitingRoom_(*queue_, {}, [this](const ReadyConnection& connection) { serve(connection); }) {}

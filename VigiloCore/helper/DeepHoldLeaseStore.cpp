@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "support/RecordCoding.h"
@@ -27,19 +29,19 @@ std::optional<DeepHoldStateRecord> loadRecord(const std::optional<std::string>& 
   return std::move(*record);
 }
 
-Date expiryAfter(Date now, double ttlSeconds) {
-  if (!fitsWholeSeconds(ttlSeconds)) fatal("a lease's time to live is not a number of seconds");
-  return now + ttlSeconds;
-}
+// The clocks' own unevenness is below this.
+constexpr double clockStep = 1.0;  // seconds
 
 }  // namespace
 
 DeepHoldLeaseStore::DeepHoldLeaseStore(SystemPowerControlling& powerController,
-                                       std::optional<std::string> stateFile, WriteGate mayWrite, Clock clock)
+                                       std::optional<std::string> stateFile, WriteGate mayWrite, Clock clock,
+                                       AwakeClock awakeClock)
     : powerController_(powerController),
       stateFile_(std::move(stateFile)),
       mayWrite_(std::move(mayWrite)),
-      clock_(std::move(clock)) {
+      clock_(std::move(clock)),
+      awakeClock_(std::move(awakeClock)) {
   const auto loaded = loadRecord(stateFile_);
   const auto sleepDisabledNow = powerController_.readSleepDisabled();
   const LockGuard guard(lock_);
@@ -48,6 +50,9 @@ DeepHoldLeaseStore::DeepHoldLeaseStore(SystemPowerControlling& powerController,
   } else {
     state_.originalSleepDisabled = sleepDisabledNow.value_or(false);
   }
+  if (!state_.expiresAt) return;
+  const double longest = std::min(state_.ttlSeconds.value_or(longestLeaseSeconds), longestLeaseSeconds);
+  lapsesAt_ = awakeClock_() + std::min(*state_.expiresAt - clock_(), longest);
 }
 
 DeepSleepStatus DeepHoldLeaseStore::status() {
@@ -57,7 +62,7 @@ DeepSleepStatus DeepHoldLeaseStore::status() {
   status.isHelperInstalled = true;
   status.isDeepHoldActive = state_.isHolding;
   status.activeLeaseId = state_.activeLeaseId;
-  status.leaseExpiresAt = state_.expiresAt;
+  status.leaseExpiresAt = expiry();
   status.originalSleepDisabledState = state_.originalSleepDisabled;
   return status;
 }
@@ -69,20 +74,29 @@ bool DeepHoldLeaseStore::isHolding() const {
 
 bool DeepHoldLeaseStore::acquire(const std::string& leaseId, double ttlSeconds) {
   const LockGuard guard(lock_);
-  const Date expiry = expiryAfter(clock_(), ttlSeconds);
+  setLease(leaseId, ttlSeconds);
   if (state_.isHolding) {
-    takeOver(leaseId, expiry);
+    logger.info("Renewed existing deep hold with lease %s", leaseId);
+    ensureInForce();
   } else {
-    begin(leaseId, ttlSeconds, expiry);
+    begin();
+    logger.info("Acquired deep hold lease %s (TTL: %lds, original: %{bool}d)", leaseId,
+                static_cast<std::int64_t>(ttlSeconds), state_.originalSleepDisabled);
   }
   saveState();
   return true;
 }
 
-void DeepHoldLeaseStore::begin(const std::string& leaseId, double ttlSeconds, Date expiry) {
-  state_.isHolding = true;
+void DeepHoldLeaseStore::setLease(const std::string& leaseId, double ttlSeconds) {
+  if (!fitsWholeSeconds(ttlSeconds)) fatal("a lease's time to live is not a number of seconds");
   state_.activeLeaseId = leaseId;
-  state_.expiresAt = expiry;
+  state_.expiresAt = clock_() + ttlSeconds;
+  state_.ttlSeconds = ttlSeconds;
+  lapsesAt_ = awakeClock_() + ttlSeconds;
+}
+
+void DeepHoldLeaseStore::begin() {
+  state_.isHolding = true;
   if (owesRestoration()) {
     // What is in the system may be our own: the original is the one from before.
     powerController_.writeSleepDisabled(true);
@@ -90,25 +104,14 @@ void DeepHoldLeaseStore::begin(const std::string& leaseId, double ttlSeconds, Da
     state_.owesRestoration = false;
     lookAtOriginal();
   }
-  logger.info("Acquired deep hold lease %s (TTL: %lds, original: %{bool}d)", leaseId,
-              static_cast<std::int64_t>(ttlSeconds), state_.originalSleepDisabled);
-}
-
-void DeepHoldLeaseStore::takeOver(const std::string& leaseId, Date expiry) {
-  state_.activeLeaseId = leaseId;
-  state_.expiresAt = expiry;
-  logger.info("Renewed existing deep hold with lease %s", leaseId);
-  ensureInForce();
 }
 
 bool DeepHoldLeaseStore::renew(const std::string& leaseId, double ttlSeconds) {
   const LockGuard guard(lock_);
   if (!state_.isHolding) return false;
-  const Date expiry = expiryAfter(clock_(), ttlSeconds);
-  state_.activeLeaseId = leaseId;
-  state_.expiresAt = expiry;
+  setLease(leaseId, ttlSeconds);
   saveState();
-  logger.debug("Renewed lease %s until %s", leaseId, expiry.description());
+  logger.debug("Renewed lease %s until %s", leaseId, state_.expiresAt->description());
   return true;
 }
 
@@ -131,13 +134,13 @@ bool DeepHoldLeaseStore::checkWatchdog() {
     retryRestoration();
     return false;
   }
-  const Date now = clock_();
-  if (!hasLapsed(now)) {
+  followWallClock();
+  if (!hasLapsed()) {
     ensureInForce();
     return false;
   }
   logger.error("Lease expired at %s (current time: %s). Watchdog releasing deep hold!",
-               state_.expiresAt->description(), now.description());
+               state_.expiresAt->description(), clock_().description());
   _internalRelease();
   saveState();
   return true;
@@ -145,6 +148,7 @@ bool DeepHoldLeaseStore::checkWatchdog() {
 
 void DeepHoldLeaseStore::retakeInheritedHold() {
   const LockGuard guard(lock_);
+  followWallClock();
   ensureInForce();
 }
 
@@ -153,6 +157,8 @@ void DeepHoldLeaseStore::_internalRelease() {
   state_.isHolding = false;
   state_.activeLeaseId.reset();
   state_.expiresAt.reset();
+  state_.ttlSeconds.reset();
+  lapsesAt_.reset();
   if (owesRestoration()) {
     saveState();
     if (!restore()) logger.error("System sleep state not restored yet, trying again and again");
@@ -180,8 +186,22 @@ void DeepHoldLeaseStore::retryRestoration() {
 }
 
 // A hold without an expiry never lapses.
-bool DeepHoldLeaseStore::hasLapsed(Date now) const {
-  return state_.expiresAt && now >= *state_.expiresAt;
+bool DeepHoldLeaseStore::hasLapsed() const {
+  return lapsesAt_ && awakeClock_() >= *lapsesAt_;
+}
+
+// When the lease ends, by the wall clock as it goes now.
+std::optional<Date> DeepHoldLeaseStore::expiry() const {
+  if (!lapsesAt_) return std::nullopt;
+  const Date end = clock_() + (*lapsesAt_ - awakeClock_());
+  return std::abs(end - *state_.expiresAt) < clockStep ? state_.expiresAt : end;
+}
+
+void DeepHoldLeaseStore::followWallClock() {
+  const auto end = expiry();
+  if (end == state_.expiresAt) return;
+  state_.expiresAt = end;
+  saveState();
 }
 
 bool DeepHoldLeaseStore::owesRestoration() const {
@@ -189,7 +209,7 @@ bool DeepHoldLeaseStore::owesRestoration() const {
 }
 
 void DeepHoldLeaseStore::ensureInForce() {
-  if (!state_.isHolding || hasLapsed(clock_())) return;
+  if (!state_.isHolding || hasLapsed()) return;
   if (owesRestoration()) {
     powerController_.ensureSleepDisabled();
   } else {

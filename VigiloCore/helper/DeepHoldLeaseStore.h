@@ -7,6 +7,7 @@
 #include "helper/HelperProtocol.h"
 #include "platform/SystemPowerControlling.h"
 #include "support/AtomicFile.h"
+#include "support/AwakeClock.h"
 #include "support/Date.h"
 #include "support/Log.h"
 #include "support/Mutex.h"
@@ -17,7 +18,8 @@ namespace vigilo {
 struct DeepHoldStateRecord {
   bool isHolding = false;
   std::optional<std::string> activeLeaseId;
-  std::optional<Date> expiresAt;
+  std::optional<Date> expiresAt;       // by the wall clock
+  std::optional<double> ttlSeconds;    // that were last asked for; absent in older records
   bool originalSleepDisabled = false;  // the system's setting before the store's own change
   // Whether the store's own change is, or may be, in the system. Absent in an idle record where it is not,
   // and in older ones, whose holds over an original "sleep enabled" owe.
@@ -28,6 +30,7 @@ struct DeepHoldStateRecord {
     return std::tuple{field("isHolding", &DeepHoldStateRecord::isHolding),
                       field("activeLeaseId", &DeepHoldStateRecord::activeLeaseId),
                       field("expiresAt", &DeepHoldStateRecord::expiresAt),
+                      field("ttlSeconds", &DeepHoldStateRecord::ttlSeconds),
                       field("originalSleepDisabled", &DeepHoldStateRecord::originalSleepDisabled),
                       field("owesRestoration", &DeepHoldStateRecord::owesRestoration)};
   }
@@ -40,6 +43,10 @@ struct DeepHoldStateRecord {
 // renewed in time is ended by the watchdog. The original setting is captured when a hold begins and restored
 // when it ends, and only where it was "sleep enabled": who had disabled sleep by other means keeps that. A
 // second acquirer takes the hold over; a renewal under any identifier counts.
+//
+// While the store lives, the time that the machine was awake decides when a lease ends: nobody lengthens or
+// shortens it by setting the clock. The recorded date is what a restarted daemon has; it counts for no more
+// than the lease that was asked for. Where the clock was set, the date follows.
 //
 // The record is saved before the controller changes anything and after every change, so that a restarted
 // daemon knows of the hold that it inherits, and of a restoration that is owed. A failing save or a failing
@@ -54,7 +61,7 @@ class DeepHoldLeaseStore {
   // Reads the file, if one is named; one that is missing or damaged counts as none. Changes nothing. Without
   // a file the record lives in memory only.
   DeepHoldLeaseStore(SystemPowerControlling& powerController, std::optional<std::string> stateFile,
-                     WriteGate mayWrite, Clock clock);
+                     WriteGate mayWrite, Clock clock, AwakeClock awakeClock);
 
   DeepSleepStatus status() VIGILO_EXCLUDES(lock_);
   bool isHolding() const VIGILO_EXCLUDES(lock_);
@@ -74,10 +81,12 @@ class DeepHoldLeaseStore {
   void retakeInheritedHold() VIGILO_EXCLUDES(lock_);
 
  private:
-  void begin(const std::string& leaseId, double ttlSeconds, Date expiry) VIGILO_REQUIRES(lock_);
-  void takeOver(const std::string& leaseId, Date expiry) VIGILO_REQUIRES(lock_);
+  void setLease(const std::string& leaseId, double ttlSeconds) VIGILO_REQUIRES(lock_);
+  void begin() VIGILO_REQUIRES(lock_);
   void _internalRelease() VIGILO_REQUIRES(lock_);
-  bool hasLapsed(Date now) const VIGILO_REQUIRES(lock_);
+  bool hasLapsed() const VIGILO_REQUIRES(lock_);
+  std::optional<Date> expiry() const VIGILO_REQUIRES(lock_);
+  void followWallClock() VIGILO_REQUIRES(lock_);
   void ensureInForce() VIGILO_REQUIRES(lock_);
   bool owesRestoration() const VIGILO_REQUIRES(lock_);
   void lookAtOriginal() VIGILO_REQUIRES(lock_);
@@ -91,8 +100,10 @@ class DeepHoldLeaseStore {
   const std::optional<std::string> stateFile_;
   const WriteGate mayWrite_;
   const Clock clock_;
+  const AwakeClock awakeClock_;
   mutable Mutex lock_;
   DeepHoldStateRecord state_ VIGILO_GUARDED_BY(lock_);
+  std::optional<double> lapsesAt_ VIGILO_GUARDED_BY(lock_);  // by the awake clock; with `expiresAt`
   FailureEpisode saveFailure_ VIGILO_GUARDED_BY(lock_);
   bool isSaved_ VIGILO_GUARDED_BY(lock_) = true;
 };

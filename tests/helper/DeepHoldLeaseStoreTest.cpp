@@ -22,7 +22,8 @@ class DeepHoldLeaseStoreTest : public testing::Test {
 
   void restart() {
     store_ = std::make_unique<DeepHoldLeaseStore>(
-        power_, folder_.path("state.json"), [this](const std::string&) { return mayWrite_; }, time_.clock());
+        power_, folder_.path("state.json"), [this](const std::string&) { return mayWrite_; }, time_.clock(),
+        time_.awakeClock());
     power_.take();
   }
   std::string file() const { return folder_.read("state.json"); }
@@ -43,9 +44,8 @@ class DeepHoldLeaseStoreTest : public testing::Test {
 TEST_F(DeepHoldLeaseStoreTest, AHoldIsTakenSavedAndGivenBack) {
   EXPECT_TRUE(store_->acquire("a", 60.9));
   EXPECT_EQ(power_.take(), (Actions{"read", "disable sleep"}));
-  EXPECT_EQ(file(),
-            R"({"isHolding":true,"activeLeaseId":"a","expiresAt":1060.9,"originalSleepDisabled":false,)"
-            R"("owesRestoration":true})");
+  EXPECT_EQ(file(), R"({"isHolding":true,"activeLeaseId":"a","expiresAt":1060.9,"ttlSeconds":60.9,)"
+                    R"("originalSleepDisabled":false,"owesRestoration":true})");
   EXPECT_EQ(status(), (DeepSleepStatus{true, true, "a", Date{1060.9}, false, true}));
 
   EXPECT_TRUE(store_->release("a"));
@@ -92,9 +92,8 @@ TEST_F(DeepHoldLeaseStoreTest, ARenewalUnderAnyIdentifierExtendsAndBecomesTheAct
   time_.advance(59);
   EXPECT_TRUE(store_->renew("", 60));
   EXPECT_EQ(power_.take(), Actions{});
-  EXPECT_EQ(file(),
-            R"({"isHolding":true,"activeLeaseId":"","expiresAt":1119.0,"originalSleepDisabled":false,)"
-            R"("owesRestoration":true})");
+  EXPECT_EQ(file(), R"({"isHolding":true,"activeLeaseId":"","expiresAt":1119.0,"ttlSeconds":60.0,)"
+                    R"("originalSleepDisabled":false,"owesRestoration":true})");
   EXPECT_EQ(log_.take(), (Lines{"debug [lease] Renewed lease  until 2001-01-01 00:18:39 +0000"}));
   EXPECT_FALSE(store_->release("a"));
 }
@@ -167,6 +166,41 @@ TEST_F(DeepHoldLeaseStoreTest, AHoldOverSomebodyElsesSettingIsTakenOnceThatIsGon
   EXPECT_EQ(power_.take(), (Actions{"read", "disable sleep"}));
   store_->release(std::nullopt);
   EXPECT_EQ(power_.take(), (Actions{"enable sleep"}));
+}
+
+TEST_F(DeepHoldLeaseStoreTest, ALeaseLastsAsLongAsTheMachineIsAwakeWhateverTheClockIsSetTo) {
+  for (const double step : {-7200.0, 2e9, -1e9, 7200.0}) {
+    const Date set = time_.now() + step;
+    store_->acquire("a", 60);
+    time_.setWallClock(set);
+    time_.advance(30);
+    EXPECT_FALSE(store_->checkWatchdog()) << step;
+    EXPECT_NEAR(*status().leaseExpiresAt - set, 60, 1e-3) << step;
+    store_->renew("a", 60);
+    time_.advance(59.9);
+    EXPECT_FALSE(store_->checkWatchdog()) << step;
+    time_.advance(0.1);
+    EXPECT_TRUE(store_->checkWatchdog()) << step;
+  }
+}
+
+TEST_F(DeepHoldLeaseStoreTest, AfterARestartTheDateCountsForNoMoreThanTheLeaseThatWasAskedFor) {
+  store_->acquire("a", 60);
+  time_.setWallClock(time_.now() - 7200);
+  for (int restarts = 0; restarts < 2; ++restarts) {
+    restart();
+    store_->retakeInheritedHold();
+    EXPECT_NEAR(*status().leaseExpiresAt - time_.now(), 60 - 30 * restarts, 1e-3) << "not anew";
+    time_.advance(30);
+  }
+  EXPECT_TRUE(store_->checkWatchdog());
+
+  folder_.write("state.json", R"({"isHolding":true,"originalSleepDisabled":false,"expiresAt":3e9})");
+  restart();
+  time_.advance(86399);
+  EXPECT_FALSE(store_->checkWatchdog());
+  time_.advance(1);
+  EXPECT_TRUE(store_->checkWatchdog()) << "the longest lease, where the record does not say";
 }
 
 TEST_F(DeepHoldLeaseStoreTest, AHoldWithoutAnExpiryNeverLapses) {

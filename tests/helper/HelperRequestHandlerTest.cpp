@@ -23,7 +23,8 @@ class HelperRequestHandlerTest : public testing::Test {
   // A new process: it inherits the hold that `record` describes, not whose it is.
   void restart(bool holding = false) {
     const test::MemorySink quiet;
-    store_ = std::make_unique<DeepHoldLeaseStore>(power_, std::nullopt, nullptr, time_.clock());
+    store_ = std::make_unique<DeepHoldLeaseStore>(power_, std::nullopt, nullptr, time_.clock(),
+                                                  time_.awakeClock());
     if (holding) store_->acquire("inherited", 60);
     handler_ = std::make_unique<HelperRequestHandler>(*store_);
   }

@@ -83,7 +83,7 @@ class OwedRestorationTest : public testing::Test {
           if (fault && *fault >= Fault::kills) throw Killed();
           return !fault;
         },
-        time_.clock());
+        time_.clock(), time_.awakeClock());
     store_->retakeInheritedHold();
   }
 

@@ -225,7 +225,7 @@ void World::killHost() {
 void World::startHelper() {
   power_ = std::make_unique<PowerController>(machine);
   store_ = std::make_unique<DeepHoldLeaseStore>(
-      *power_, stateFile_, [](const std::string&) { return true; }, time.clock());
+      *power_, stateFile_, [](const std::string&) { return true; }, time.clock(), time.awakeClock());
   handler_ = std::make_unique<HelperRequestHandler>(*store_);
   store_->retakeInheritedHold();
   watchdog_ = helperQueue_->timer(std::chrono::seconds(5), std::chrono::seconds(5),

@@ -116,6 +116,10 @@ Clock VirtualTime::clock() const {
   return [state = state_] { return state->wallClockAtStart + static_cast<double>(state->elapsed) / 1e9; };
 }
 
+AwakeClock VirtualTime::awakeClock() const {
+  return [state = state_] { return static_cast<double>(state->elapsed) / 1e9; };
+}
+
 void VirtualTime::runUntilIdle() {
   while (state_->runNext(state_->elapsed)) {
   }

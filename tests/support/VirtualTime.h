@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "support/AwakeClock.h"
 #include "support/Date.h"
 #include "support/Queue.h"
 
@@ -24,12 +25,14 @@ class VirtualTime {
   std::unique_ptr<Queue> queue(std::string label);
   Date now() const;
   Clock clock() const;
+  AwakeClock awakeClock() const;
 
   // Runs everything that is due now, without moving the clock.
   void runUntilIdle();
   // Moves the clock on by so many seconds and runs all that becomes due on the way, at its due time.
   void advance(double seconds);
-  // Moves only the wall clock, as a user or a time server does; timers do not notice.
+  // Moves only the wall clock, as a user or a time server does, or a sleep of the machine; timers and the
+  // awake clock do not notice.
   void setWallClock(Date date);
 
   struct State;
