@@ -1,5 +1,6 @@
 #include "HelperDaemon.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -53,6 +54,10 @@ HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPa
       waitingRoom_(*queue_, {}, [this](const ReadyConnection& connection) { serve(connection); }) {}
 
 int HelperDaemon::start() {
+  if (isServedByAnother()) {
+    logger.error("A helper serves %s already", socketPath_);
+    return EXIT_FAILURE;
+  }
   logger.info("The sleep setting is reached through %s", powerController_->description());
   if (!listen()) return EXIT_FAILURE;
   takeUpInheritedHold();
@@ -62,6 +67,17 @@ int HelperDaemon::start() {
   serviceManager_->tellReady();
   while (isRunning_) acceptNext();
   return EXIT_SUCCESS;
+}
+
+// One that is too busy to accept, or stands still, is somebody too; a helper that died leaves a path that
+// refuses.
+bool HelperDaemon::isServedByAnother() const {
+  const auto address = unixSocketAddress(socketPath_);
+  const UniqueFd fd = makeUnixSocket();
+  if (!address || !fd) return false;
+  ::fcntl(fd.get(), F_SETFL, O_NONBLOCK);
+  return ::connect(fd.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0 ||
+         errno == EAGAIN;
 }
 
 bool HelperDaemon::listen() {

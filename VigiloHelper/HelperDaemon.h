@@ -35,10 +35,11 @@ class HelperDaemon {
   explicit HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPath = std::nullopt);
 
   // Listens, starts the watchdog and accepts on the calling thread for as long as the process lives. When
-  // setting up fails, says why in the log and returns the exit status 1.
+  // another helper serves the socket, or setting up fails, says so in the log and returns the exit status 1.
   int start();
 
  private:
+  bool isServedByAnother() const;
   bool listen();
   bool bindSocket(int fd) const;
   void takeUpInheritedHold();

@@ -72,6 +72,19 @@ class HelperDaemonTest(harness.TestCase):
         self.assertEqual(len(helper.log_lines(
             "error [daemon] Helper failed to bind socket at /var/run/vigilo-helper.sock: 98")), 1)
 
+    def test_a_second_helper_leaves_the_living_one_its_socket(self):
+        first = self.start_helper()
+        ask("acquire", leaseId="a", ttlSeconds=600)
+        for state in (signal.SIGCONT, signal.SIGSTOP):
+            first.process.send_signal(state)
+            second = harness.Program(self, [harness.BIN / "VigiloHelper"])
+            self.assertEqual(second.wait(), 1)
+            self.assertEqual(len(second.log().splitlines()), 1, second.log())
+            self.assertTrue(second.log_lines("A helper serves /var/run/vigilo-helper.sock already"))
+        first.process.send_signal(signal.SIGCONT)
+        self.assertEqual(ask("status")["status"]["activeLeaseId"], "a")
+        self.assertEqual(inhibitors(), [(first.pid, HOLD)])
+
     def test_a_read_is_a_request(self):
         self.start_helper()
         with connect() as pieces:
