@@ -33,9 +33,10 @@ std::string LaunchAtLoginController::description(LoginItemStatus status) {
 
 std::optional<LoginItemError> LaunchAtLoginController::update(bool enabled) {
   const LoginItemState state = item_.state();
-  const bool isEnabled = state.status == LoginItemStatus::enabled;
-  // What is enabled twice over is not as it should be.
-  if (enabled == isEnabled && !(enabled && state.isDoubled)) return std::nullopt;
+  // What is enabled twice over is not as it should be; what is switched off or broken is there all the same.
+  const bool isAsAsked = enabled ? state.status == LoginItemStatus::enabled && !state.isDoubled
+                                 : state.status == LoginItemStatus::notRegistered && !state.hasRemains;
+  if (isAsAsked) return std::nullopt;
   auto error = enabled ? item_.registerItem() : item_.unregisterItem();
   if (error)
     logger_.error("Failed to update launch at login: %s", error->description);

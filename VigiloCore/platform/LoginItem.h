@@ -23,6 +23,7 @@ struct LoginItemState {
   std::vector<std::string> sources;    // the files that the status comes from
   std::optional<std::string> program;  // that is started at login, where a source names it
   bool isDoubled = false;              // enabled twice over, which `registerItem` puts right
+  bool hasRemains = false;             // of an earlier registration, which may come to life again
   std::optional<std::string> remark;   // for people: what is odd about it, and what to do
 };
 
@@ -39,7 +40,8 @@ class LoginItem {
   virtual LoginItemState state() const = 0;
   // Absent on success: the item is then enabled, once. After an error nothing has changed.
   [[nodiscard]] virtual std::optional<LoginItemError> registerItem() = 0;
-  // Absent on success: the item is then not enabled. After an error what could be taken off is off.
+  // Absent on success: nothing is registered then, nor anything that is switched off or broken. After an
+  // error what could be taken off is off.
   [[nodiscard]] virtual std::optional<LoginItemError> unregisterItem() = 0;
 };
 

@@ -43,7 +43,8 @@ TEST(LaunchAtLoginController, ChangesWhatIsNotAsAskedForAndNothingElse) {
                       {enabled, false, false, {"unregister"}, unregistered},
                       {enabled, true, false, {"unregister"}, unregistered},
                       {notRegistered, false, false, {}, {}},
-                      {requiresApproval, false, false, {}, {}}};
+                      {requiresApproval, false, false, {"unregister"}, unregistered},
+                      {notFound, false, false, {"unregister"}, unregistered}};
   test::MemorySink log;
   for (const Row& row : rows) {
     FakeLoginItem item;

@@ -86,6 +86,18 @@ class LoginTest(harness.TestCase):
         self.vigilo("login", "on")
         self.assertIsNotNone(self.started_at_login())
 
+    def test_what_is_switched_off_or_broken_is_taken_off_too(self):
+        for line, change in (("Hidden=false", "Hidden=true"), ("TryExec=", "TryExec=/nowhere")):
+            for running in (False, True):
+                self.vigilo("login", "on")
+                self.entry.write_text(self.entry.read_text().replace(line, change))
+                host = self.start_host() if running else None
+                result = self.vigilo("login", "off")
+                self.assertEqual((result.returncode, self.entry.exists()), (0, False), change)
+                self.assertEqual(self.status()["status"], "Not Registered")
+                if host:
+                    host.stop()
+
     def test_a_registration_that_fails_leaves_the_setting_and_says_why(self):
         self.entry.parent.mkdir(parents=True)
         self.entry.write_text("[Desktop Entry]\nExec=/opt/other --tray\n")

@@ -107,8 +107,18 @@ TEST_F(LinuxLoginItemTest, AnEntryForAllUsersIsHiddenNotRemoved) {
   EXPECT_FALSE(item.unregisterItem());
   EXPECT_EQ(item.state().status, notRegistered);
   EXPECT_TRUE(exists(globalFile));
+  EXPECT_FALSE(item.unregisterItem());
+  EXPECT_EQ(item.state().status, notRegistered) << "what hides it stays";
   EXPECT_FALSE(item.registerItem());
   EXPECT_EQ(item.state().status, enabled);
+  // One whose program is gone comes to life with it.
+  removeConfig();
+  folder.write(globalFile, AutostartEntry::starting(folder.path("later/vigilo")));
+  EXPECT_EQ(item.state().status, notFound);
+  EXPECT_FALSE(item.unregisterItem());
+  fs::create_directory(folder.path("later"));
+  addProgram("later/vigilo");
+  EXPECT_EQ(item.state().status, notRegistered);
 }
 
 TEST_F(LinuxLoginItemTest, AnEnabledUnitCountsAndStaysTheOnlyOne) {
@@ -148,6 +158,7 @@ TEST_F(LinuxLoginItemTest, SwitchingOffTakesTheUsersLinksAndSaysWhoseTheOthersAr
 TEST_F(LinuxLoginItemTest, ALinkThatItsPackageLeftBehindEnablesNothing) {
   link(ownLink, "/nowhere/vigilo.service");
   EXPECT_EQ(item.state().status, notRegistered);
+  EXPECT_TRUE(item.state().hasRemains) << "for it does, once the package is back";
   EXPECT_FALSE(item.registerItem());
   EXPECT_FALSE(exists(ownLink)) << "or both would be on once the package is back";
   EXPECT_EQ(item.state().status, enabled);

@@ -135,6 +135,7 @@ LoginItemState LinuxLoginItem::state() const {
   LoginItemState state;
   describeEntry(ownEntry(), state);
   const UserUnitLinks links = unit();
+  state.hasRemains = !links.dangling.empty();
   if (!links.isEnabled()) return state;
   state.isDoubled = state.status == LoginItemStatus::enabled;
   if (state.isDoubled) {
@@ -177,9 +178,15 @@ std::optional<LoginItemError> LinuxLoginItem::unregisterItem() {
   const auto attempt = [&](std::optional<LoginItemError> result) {
     if (result && !error) error = std::move(result);
   };
-  if (own.kind != Kind::absent && own.kind != Kind::foreign) attempt(removeFile(own.path));
-  if (own.kind != Kind::foreign && globalEntry().kind == Kind::on)
-    attempt(writeEntry(own.path, AutostartEntry::hiding()));
+  const Entry global = globalEntry();
+  const bool isHidden = own.kind == Kind::off && global.kind != Kind::absent;
+  if (own.kind != Kind::foreign && !isHidden) {
+    // One for all users cannot be removed; a broken one starts once its program is back.
+    if (global.kind == Kind::on || global.kind == Kind::broken)
+      attempt(writeEntry(own.path, AutostartEntry::hiding()));
+    else if (own.kind != Kind::absent)
+      attempt(removeFile(own.path));
+  }
   const UserUnitLinks links = unit();
   for (const auto* list : {&links.own, &links.dangling}) {
     for (const auto& link : *list) attempt(removeFile(link));
