@@ -1,7 +1,11 @@
 #include "VigiloApp/control/ControlProtocol.h"
 
+#include <algorithm>
+#include <type_traits>
+
 #include "VigiloApp/commands/SettingsCommands.h"
 #include "policy/WakeDecisionCoding.h"
+#include "support/Utf8.h"
 #include "usage/BudgetMetricCoding.h"
 
 namespace vigilo {
@@ -25,18 +29,47 @@ namespace {
 
 // A session's line is a few hundred bytes; no more than this can ever fit.
 constexpr std::size_t mostSessions = 400;
+// What a text may have in a message, in bytes. The second is for a message that is too long even so: what is
+// left of it then fits with every character escaped.
+constexpr std::size_t textLimits[] = {1024, 128};
 
-void keepNewest(StatusReport& status, std::size_t count) {
-  const std::size_t have = status.activeSessionsList.size();
-  if (have <= count) return;
-  status.omittedSessions = status.omittedSessions.value_or(0) + static_cast<std::int64_t>(have - count);
-  status.activeSessionsList.resize(count);
+// Cuts every text of a record. What agents and their files say of themselves may be as long as a message.
+template <class T>
+void cutTexts(T& value, std::size_t limit) {
+  if constexpr (std::is_same_v<T, std::string>) {
+    if (value.size() > limit) value = shortened(value, limit);
+  } else if constexpr (std::is_same_v<T, DiagnosticsPage>) {
+    // A piece of a report has a size of its own.
+  } else if constexpr (RecordType<T>) {
+    std::apply([&](const auto&... field) { (cutTexts(value.*field.member, limit), ...); }, T::fields());
+  } else if constexpr (requires { value.has_value(); }) {
+    if (value) cutTexts(*value, limit);
+  } else if constexpr (requires { typename T::mapped_type; }) {
+    for (auto& [key, each] : value) cutTexts(each, limit);
+  } else if constexpr (requires { value.begin(); }) {
+    for (auto& each : value) cutTexts(each, limit);
+  }
+}
+
+// The active ones first, of either kind the newest; they stay in their order.
+void keepSessions(StatusReport& status, std::size_t count) {
+  auto& sessions = status.activeSessionsList;
+  if (sessions.size() <= count) return;
+  status.omittedSessions =
+      status.omittedSessions.value_or(0) + static_cast<std::int64_t>(sessions.size() - count);
+  std::size_t active =
+      std::min<std::size_t>(count, std::ranges::count_if(sessions, &AgentSession::isWorking));
+  std::size_t others = count - active;
+  std::erase_if(sessions, [&](const AgentSession& session) {
+    std::size_t& room = session.isWorking() ? active : others;
+    return room == 0 || room-- == 0;
+  });
 }
 
 // Halves what can be left out; false when nothing is left to leave out.
 bool shorten(ControlResponse& response) {
   if (response.status && !response.status->activeSessionsList.empty()) {
-    keepNewest(*response.status, response.status->activeSessionsList.size() / 2);
+    keepSessions(*response.status, response.status->activeSessionsList.size() / 2);
     return true;
   }
   if (response.recentLog && !response.recentLog->empty()) {
@@ -52,14 +85,18 @@ bool shorten(ControlResponse& response) {
 }  // namespace
 
 std::string controlLine(ControlResponse response) {
-  if (response.status) keepNewest(*response.status, mostSessions);
+  if (response.status) keepSessions(*response.status, mostSessions);
   if (response.usageSessions && response.usageSessions->size() > mostSessions) {
     response.usageSessions->resize(mostSessions);
   }
-  std::string line = encodeRecord(response, controlForm) + "\n";
-  while (line.size() > controlMessageLimit && shorten(response))
-    line = encodeRecord(response, controlForm) + "\n";
-  return line;
+  for (const std::size_t limit : textLimits) {
+    cutTexts(response, limit);
+    do {
+      std::string line = encodeRecord(response, controlForm) + "\n";
+      if (line.size() <= controlMessageLimit) return line;
+    } while (shorten(response));
+  }
+  return controlLine({.exitCode = exitUnavailable, .message = "the answer is too long for a message"});
 }
 
 }  // namespace vigilo

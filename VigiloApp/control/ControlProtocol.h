@@ -143,8 +143,10 @@ struct ControlResponse {
   }
 };
 
-// One line with its line feed. A status with more sessions than fit loses its oldest, and says how many; a
-// list of used sessions that does not fit loses its end, which its reader asks for next.
+// One line with its line feed, at most `controlMessageLimit` bytes. Long texts are cut and end in an ellipsis
+// then. A status with more sessions than fit keeps the active ones before the others and the newest before
+// the older, and says how many were left out; a list of used sessions that does not fit loses its end, which
+// its reader asks for next.
 std::string controlLine(ControlResponse response);
 
 }  // namespace vigilo

@@ -3,23 +3,18 @@
 #include <algorithm>
 #include <array>
 
+#include "support/Utf8.h"
+
 namespace vigilo {
 namespace {
 
 // Components whose ordinary lines tell of a change. The others report each hook, poll and renewal.
 constexpr std::array<std::string_view, 4> telling{"coordinator", "deepsleep", "thermal", "settings"};
 
-// Cut between characters, not within one.
-std::string_view shortened(std::string_view text, std::size_t limit) {
-  if (text.size() <= limit) return text;
-  while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) --limit;
-  return text.substr(0, limit);
-}
-
 }  // namespace
 
 void RecentLog::add(Date at, std::string_view category, std::string_view message, bool isError) {
-  LogEntry entry{at, isError, std::string(category), std::string(shortened(message, longestMessage))};
+  LogEntry entry{at, isError, std::string(category), shortened(message, longestMessage)};
   const LockGuard guard(mutex_);
   entries_.push_back(std::move(entry));
   if (entries_.size() > mostEntries) entries_.pop_front();

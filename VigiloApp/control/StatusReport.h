@@ -70,7 +70,7 @@ struct StatusReport {
   std::optional<Date> protectionStartedAt;  // absent when not protecting
   double elapsedProtectionSeconds = 0;
   std::vector<AgentSession> activeSessionsList;  // newest first
-  // How many older sessions were left out so that the report fits a control message; absent when none.
+  // How many sessions were left out so that the report fits a control message; absent when none.
   std::optional<std::int64_t> omittedSessions;
   // Absent on the wire, so that each session travels once: whoever receives a report builds them.
   std::optional<std::vector<AgentFamilyPresentation>> agentFamilies;

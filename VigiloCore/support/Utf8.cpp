@@ -1,7 +1,6 @@
 #include "support/Utf8.h"
 
 #include <algorithm>
-#include <cstddef>
 
 namespace vigilo {
 namespace {
@@ -38,6 +37,14 @@ bool isUtf8(std::string_view bytes) {
     bytes.remove_prefix(1 + lead->following);
   }
   return true;
+}
+
+std::string shortened(std::string_view text, std::size_t limit) {
+  if (text.size() <= limit) return std::string(text);
+  constexpr std::string_view ellipsis = "\u2026";
+  std::size_t end = limit - ellipsis.size();
+  while (end > 0 && isBetween(text[end], 0x80, 0xBF)) --end;
+  return std::string(text.substr(0, end)).append(ellipsis);
 }
 
 }  // namespace vigilo

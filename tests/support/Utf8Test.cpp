@@ -20,5 +20,12 @@ TEST(Utf8, RefusesOverlongFormsSurrogatesAndCutSequences) {
   }
 }
 
+TEST(Utf8, ATextThatIsTooLongEndsInAnEllipsisBetweenCharacters) {
+  EXPECT_EQ(shortened("abcdef", 6), "abcdef");
+  EXPECT_EQ(shortened("abcdefg", 6), "abc\u2026");
+  EXPECT_EQ(shortened("ab\u00e9fghi", 6), "ab\u2026");
+  EXPECT_EQ(shortened("\U0001F600\U0001F600", 6), "\u2026");
+}
+
 }  // namespace
 }  // namespace vigilo
