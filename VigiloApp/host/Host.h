@@ -5,7 +5,7 @@
 namespace vigilo {
 
 struct HostOptions {
-  bool verbose = false;  // on a terminal: log lines of every level, not errors only
+  bool verbose = false;  // log lines of every level on standard error, not errors only
 };
 
 // `vigilo run`: the one host of this user, in the foreground until SIGINT, SIGTERM or SIGHUP. Returns the

@@ -8,9 +8,9 @@
 
 namespace vigilo {
 
-// Where the host's log lines go: to the machine's log service; and on a terminal to the terminal as well,
-// errors only unless `verbose`. `recent` hears of every line and keeps what is of interest; it must outlive
-// this. Thread-safe.
+// Where the host's log lines go: to the machine's log service; and to standard error as well, errors only on
+// a terminal, with `verbose` every line wherever it leads, except to the log service itself. `recent` hears
+// of every line and keeps what is of interest; it must outlive this. Thread-safe.
 class HostLog final : public LogSink {
  public:
   HostLog(bool verbose, RecentLog& recent);
@@ -21,8 +21,8 @@ class HostLog final : public LogSink {
 
  private:
   RecentLog& recent_;
-  std::unique_ptr<LogSink> terminal_;  // null when standard error is no terminal
-  std::unique_ptr<LogSink> system_;    // null on a terminal without a log service: one line is enough
+  std::unique_ptr<LogSink> standardError_;  // null where nobody reads it
+  std::unique_ptr<LogSink> system_;         // null without a log service where standard error tells enough
 };
 
 }  // namespace vigilo

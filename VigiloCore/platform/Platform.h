@@ -37,5 +37,7 @@ struct Platform {
 std::unique_ptr<LogSink> makeSystemLogSink(const char* identifier);
 // Whether the machine has a log service now.
 bool hasLogService();
+// Whether what is written to the descriptor goes to the log service anyway.
+bool isLogService(int descriptor);
 
 }  // namespace vigilo

@@ -1,9 +1,11 @@
 #include "platform/linux/JournalSink.h"
 
 #define SD_JOURNAL_SUPPRESS_LOCATION
+#include <sys/stat.h>
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <memory>
 
 #include "platform/Platform.h"
@@ -44,6 +46,13 @@ void JournalSink::write(LogLevel level, std::string_view subsystem, std::string_
 
 bool hasLogService() {
   return ::access(JournalSink::journalSocket, F_OK) == 0;
+}
+
+bool isLogService(int descriptor) {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  if (stream == nullptr || ::fstat(descriptor, &status) != 0) return false;
+  return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) == stream;
 }
 
 std::unique_ptr<LogSink> makeSystemLogSink(const char* identifier) {
