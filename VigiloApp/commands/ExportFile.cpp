@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "VigiloApp/control/ControlProtocol.h"
+#include "VigiloApp/commands/Failure.h"
 #include "helper/VigiloWritePolicy.h"
 
 namespace vigilo {
@@ -12,10 +12,11 @@ int writeExport(const Directories& directories, const std::optional<std::string>
                 const std::string& text) {
   if (!file) return std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0 ? exitOk : exitFailure;
   const std::string path = file->starts_with('/') ? *file : "./" + *file;
-  const auto error = replaceFile(path, text, VigiloWritePolicy::exportGate(directories));
+  const auto error =
+      replaceFile(path, text, VigiloWritePolicy::exportGate(directories), {.makeFolder = false});
   if (!error) return exitOk;
-  std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
-  return error->code == EPERM || error->code == EACCES ? exitNoPermission : exitFailure;
+  return fail(error->code == EPERM || error->code == EACCES ? exitNoPermission : exitFailure,
+              error->description);
 }
 
 }  // namespace vigilo

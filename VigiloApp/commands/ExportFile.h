@@ -8,8 +8,9 @@
 namespace vigilo {
 
 // Writes what a command exports: to standard output, or to the file that the user named, replaced atomically
-// and readable by its owner only when it is new. The agents' folders, shell start-up files and the system's
-// folders are refused. Returns the exit code, having said what is wrong.
+// and readable by its owner only when it is new. A folder that does not exist is refused, and so are the
+// agents' folders, shell start-up files and the system's folders. Returns the exit code, having said what is
+// wrong.
 int writeExport(const Directories& directories, const std::optional<std::string>& file,
                 const std::string& text);
 

@@ -97,7 +97,9 @@ std::optional<FileError> replaceFile(const std::string& path, std::span<const st
                                      const WriteGate& mayWrite, FileWriteOptions options) {
   if (!mayWrite(path)) return FileError{EPERM, path + ": Vigilo does not write here"};
   const std::string folder = parentOf(path);
-  if (auto error = makeFolders(folder, 0700)) return error;
+  if (options.makeFolder) {
+    if (auto error = makeFolders(folder, 0700)) return error;
+  }
   std::string temporary = temporaryPattern(path);
   UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
   if (!fd) return errorAt(folder, errno);

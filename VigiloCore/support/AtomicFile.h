@@ -21,12 +21,13 @@ struct FileError {
 struct FileWriteOptions {
   int mode = 0600;          // permissions of a new file; an existing file keeps its own
   bool syncToDisk = false;  // fsync the file and its folder
+  bool makeFolder = true;   // where it is missing; false refuses then
 };
 
 // Replaces a file atomically: writes a temporary file beside it and renames it over it, so that a reader sees
 // the old bytes or the new ones, also after a crash of this process. Missing folders are made first, with
-// permissions 0700. Absent on success; after a failure the old file is untouched and no temporary file is
-// left. Thread-safe.
+// permissions 0700, unless the options refuse that. Absent on success; after a failure the old file is
+// untouched and no temporary file is left. Thread-safe.
 std::optional<FileError> replaceFile(const std::string& path, std::string_view bytes,
                                      const WriteGate& mayWrite, FileWriteOptions options = {});
 // The same for content that lies in pieces: they are written one after another and never joined in memory.

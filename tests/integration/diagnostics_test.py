@@ -93,6 +93,17 @@ class DiagnosticsTest(CommandTest):
         self.assertEqual(json.loads(file.read_text())["appName"], "Vigilo")
         self.assertEqual(self.vigilo("diagnostics", str(self.home / ".codex/report.json")).returncode, 77)
 
+    def test_a_folder_that_is_not_there_is_not_made(self):
+        missing = self.home / "reprots"
+        for running in (False, True):
+            if running:
+                self.start_host()
+            for command in (["diagnostics"], ["usage", "export"]):
+                result = self.vigilo(*command, str(missing / "deeper/report.json"))
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(f"vigilo: {missing}/deeper: No such file or directory\n", result.stderr)
+                self.assertFalse(missing.exists())
+
 
 class TellingTest(CommandTest):
     def test_the_helpers_state_and_since_when_it_holds(self):
