@@ -9,6 +9,7 @@
 #include "VigiloApp/commands/Completion.h"
 #include "VigiloApp/commands/DiagnosticsCommand.h"
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/HelperCommands.h"
 #include "VigiloApp/commands/LogCommand.h"
 #include "VigiloApp/commands/LoginCommands.h"
@@ -32,7 +33,7 @@ constexpr const char* exitCodes =
     "Exit codes:\n"
     "   0  done\n"
     "   1  not done; the message says why\n"
-    "   3  no host runs; of \"helper\": no helper answers\n"
+    "   3  no host runs: what was to steer it takes effect when one does; of \"helper\": no helper answers\n"
     "  64  a wrong command line or value\n"
     "  69  not to be had: a host that does not answer or is another version, an unreadable usage store\n"
     "  75  a host runs already\n"
@@ -41,9 +42,9 @@ constexpr const char* exitCodes =
 
 // Prints what a command on the settings has to say, and gives its exit code.
 int report(const ControlResponse& response) {
-  const std::string message = response.message.value_or("");
-  if (!message.empty()) std::fprintf(response.exitCode == exitOk ? stdout : stderr, "%s\n", message.c_str());
-  return response.exitCode;
+  if (response.exitCode != exitOk) return fail(response);
+  if (response.message) std::printf("%s\n", response.message->c_str());
+  return exitOk;
 }
 
 int set(const Directories& directories, const std::string& key, const std::string& value) {
@@ -51,16 +52,19 @@ int set(const Directories& directories, const std::string& key, const std::strin
       settingsCommand(directories, {.command = ControlCommand::setSetting, .key = key, .value = value}));
 }
 
+int steer(const Directories& directories, const char* key, bool value) {
+  return report(steeringCommand(
+      directories, {.command = ControlCommand::setSetting, .key = key, .value = value ? "true" : "false"}));
+}
+
 int pause(const Directories& directories, const std::string& text) {
   const auto seconds = parseDuration(text);
   if (!seconds) {
-    std::fprintf(
-        stderr,
-        "vigilo: \"%s\" is not a duration. Write one such as 90s, 30m or 1h30m: one second to 30 days.\n",
-        text.c_str());
-    return exitUsage;
+    return fail(exitUsage, "\"" + text +
+                               "\" is not a duration. Write one such as 90s, 30m or 1h30m: one second to 30 "
+                               "days.");
   }
-  return report(settingsCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
+  return report(steeringCommand(directories, {.command = ControlCommand::pause, .seconds = seconds}));
 }
 
 int pauseStatus(const Directories& directories, bool json) {
@@ -104,7 +108,7 @@ int main(int argc, char** argv) {
   HostOptions hostOptions;
   auto* run = app.add_subcommand("run", "Run the host in the foreground until Ctrl-C");
   run->add_flag("-v,--verbose", hostOptions.verbose,
-                "On a terminal: show every log line, not decisions and errors only");
+                "Show every line of the log, received events too, not decisions and errors only");
   run->callback([&] { exitCode = runHost(directories, hostOptions); });
 
   StatusOptions statusOptions;
@@ -122,10 +126,10 @@ int main(int argc, char** argv) {
   log->callback([&] { exitCode = logCommand(directories, logAsJson); });
 
   app.add_subcommand("enable", "Turn protection on")->callback([&] {
-    exitCode = set(directories, "masterEnabled", "true");
+    exitCode = steer(directories, "masterEnabled", true);
   });
   app.add_subcommand("disable", "Turn protection off until it is enabled again")->callback([&] {
-    exitCode = set(directories, "masterEnabled", "false");
+    exitCode = steer(directories, "masterEnabled", false);
   });
 
   std::optional<std::string> duration;
@@ -137,14 +141,13 @@ int main(int argc, char** argv) {
   pauseCommand->callback(
       [&] { exitCode = duration ? pause(directories, *duration) : pauseStatus(directories, pauseAsJson); });
   app.add_subcommand("resume", "End a pause")->callback([&] {
-    exitCode = report(settingsCommand(directories, {.command = ControlCommand::resume}));
+    exitCode = report(steeringCommand(directories, {.command = ControlCommand::resume}));
   });
 
   std::string onOrOff;
   auto* hold = app.add_subcommand("hold", "Hold the machine awake with or without agents");
   hold->add_option("on|off", onOrOff)->required()->check(CLI::IsMember({"on", "off"}));
-  hold->callback(
-      [&] { exitCode = set(directories, "manualHoldEnabled", onOrOff == "on" ? "true" : "false"); });
+  hold->callback([&] { exitCode = steer(directories, "manualHoldEnabled", onOrOff == "on"); });
 
   std::string key;
   std::string value;

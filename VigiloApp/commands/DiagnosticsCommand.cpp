@@ -1,8 +1,7 @@
 #include "VigiloApp/commands/DiagnosticsCommand.h"
 
-#include <cstdio>
-
 #include "VigiloApp/commands/ExportFile.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/HelperCommands.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "app/DiagnosticsExporter.h"
@@ -62,12 +61,10 @@ std::string reportWithoutHost(const Directories& directories, const std::string&
 int diagnosticsCommand(const Directories& directories, const std::optional<std::string>& file) {
   Fetched fetched = fetch(ControlClient(directories.controlSocket()));
   if (!fetched.text) {
-    std::fprintf(stderr, "vigilo: %s: the report tells what can be known without.\n",
-                 fetched.problem.c_str());
+    note(fetched.problem + ": the report tells what can be known without.");
     fetched.text = reportWithoutHost(directories, fetched.problem);
   }
-  std::fputs("vigilo: the report names the folders in which agents work: read it before you hand it on.\n",
-             stderr);
+  note("the report names the folders in which agents work: read it before you hand it on.");
   const int written = writeExport(directories, file, *fetched.text + "\n");
   return written != exitOk ? written : fetched.exitCode;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/HelperReport.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "helper/HelperTransport.h"
@@ -63,8 +64,13 @@ int helperStatusCommand(const Directories& directories, bool json) {
 
 int helperUninstallCommand(const Directories& directories) {
   const auto answer = askHelper(directories, HelperCommand::uninstall);
-  if (!answer) std::fputs("vigilo: no helper answers\n", stderr);
-  return !answer ? exitNoHost : answer->response.ok ? exitOk : exitFailure;
+  if (!answer) return fail(exitNoHost, "no helper answers");
+  if (!answer->response.ok) {
+    return fail(exitFailure, answer->response.error.value_or(
+                                 "the helper keeps its hold: another user has taken it, or giving it back "
+                                 "failed. The helper's log says which."));
+  }
+  return exitOk;
 }
 
 }  // namespace vigilo

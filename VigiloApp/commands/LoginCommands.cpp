@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/SettingsCommands.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/control/ControlClient.h"
@@ -55,19 +56,15 @@ int loginSwitchCommand(const Directories& directories, bool on) {
       directories,
       {.command = ControlCommand::setSetting, .key = "launchAtLogin", .value = on ? "true" : "false"});
   if (response.exitCode == exitOk) return loginStatusCommand(directories, false);
-  std::fprintf(stderr, "%s\n", response.message.value_or("vigilo: the host sent no answer").c_str());
   // The registration has changed all the same.
   if (response.exitCode == exitBadSettingsFile) loginStatusCommand(directories, false);
-  return response.exitCode;
+  return fail(response);
 }
 
 int loginStatusCommand(const Directories& directories, bool json) {
   const auto response =
       ControlClient(directories.controlSocket()).request({.command = ControlCommand::loginStatus});
-  if (response && !response->loginItem) {
-    std::fprintf(stderr, "vigilo: %s\n", response->message.value_or("the host sent no answer").c_str());
-    return response->exitCode == exitOk ? exitUnavailable : response->exitCode;
-  }
+  if (response && !response->loginItem) return fail(response);
   const LoginItemReport report = response ? *response->loginItem : reportWithoutHost(directories);
   const std::string text = json ? encodeRecord(report, exportForm) + "\n" : loginItemText(report);
   return std::fputs(text.c_str(), stdout) >= 0 ? exitOk : exitFailure;

@@ -40,7 +40,7 @@ ControlResponse list(const ControlRequest& request, const SettingsStore& setting
   response.settings.emplace();
   if (request.key) {
     const auto value = settings.text(*request.key);
-    if (!value) return answer(exitUsage, "vigilo: " + value.error().description);
+    if (!value) return answer(exitUsage, value.error().description);
   }
   for (const Setting& setting : SettingsStore::table()) {
     if (request.key && *request.key != setting.name) continue;
@@ -55,15 +55,15 @@ ControlResponse set(const ControlRequest& request, SettingsStore& settings, Laun
   const bool registers =
       request.key == "launchAtLogin" && (request.value == "true" || request.value == "false");
   if (const auto error = registers ? login.update(request.value == "true") : std::nullopt)
-    return answer(exitFailure, "vigilo: launchAtLogin stays as it is. " + error->description);
+    return answer(exitFailure, "launchAtLogin stays as it is. " + error->description);
   const auto value = settings.setText(request.key.value_or(""), request.value.value_or(""));
-  if (!value) return answer(exitUsage, "vigilo: " + value.error().description);
+  if (!value) return answer(exitUsage, value.error().description);
   return answer(exitOk, *request.key + " = " + *value);
 }
 
 ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
   if (!request.seconds || !(*request.seconds > 0 && *request.seconds <= longestPauseSeconds)) {
-    return answer(exitUsage, "vigilo: a pause lasts at most 30 days");
+    return answer(exitUsage, "a pause lasts at most 30 days");
   }
   settings.pause(*request.seconds);
   const auto until = settings.pauseUntil();
@@ -85,9 +85,15 @@ ControlResponse change(const ControlRequest& request, SettingsStore& settings,
       settings.resetToDefaults();
       return answer(exitOk, "every setting is at its default, but for launchAtLogin");
     default:
-      return answer(exitUsage, "vigilo: not a command on settings");
+      return answer(exitUsage, "not a command on settings");
   }
 }
+
+// What became of a command, and whether a host carried it out.
+struct Outcome {
+  ControlResponse response;
+  bool byHost = true;
+};
 
 // On the file, with the lock held for as long as it takes.
 ControlResponse withoutHost(const Directories& directories, const ControlRequest& request) {
@@ -97,6 +103,21 @@ ControlResponse withoutHost(const Directories& directories, const ControlRequest
   const auto item = makeLoginItem(directories);
   LaunchAtLoginController login(*item);
   return carryOut(request, settings, *defaults, login);
+}
+
+Outcome outcome(const Directories& directories, const ControlRequest& request) {
+  const ControlClient client(directories.controlSocket());
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    if (auto response = client.request(request)) return {*std::move(response)};
+    auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
+    if (lock.lock) return {withoutHost(directories, request), false};
+    if (lock.error != 0)
+      return {answer(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error)), false};
+    // A host that does not listen yet, or not any more.
+    std::this_thread::sleep_for(attemptInterval);
+  }
+  return {answer(exitUnavailable, "a host holds the settings but does not answer. End it and try again."),
+          false};
 }
 
 }  // namespace
@@ -109,27 +130,22 @@ ControlResponse carryOut(const ControlRequest& request, SettingsStore& settings,
   if (response.exitCode != exitOk) return response;
   if (const auto error = defaults.synchronize()) {
     response.exitCode = exitBadSettingsFile;
-    response.message = "vigilo: the settings file cannot be used: " + error->description +
+    response.message = "the settings file cannot be used: " + error->description +
                        ". Correct it or move it away; Vigilo does not rewrite it.";
   }
   return response;
 }
 
 ControlResponse settingsCommand(const Directories& directories, const ControlRequest& request) {
-  const ControlClient client(directories.controlSocket());
-  for (int attempt = 0; attempt < attempts; ++attempt) {
-    if (auto response = client.request(request)) return *std::move(response);
-    auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
-    if (lock.lock) return withoutHost(directories, request);
-    if (lock.error != 0) {
-      return answer(exitNoPermission,
-                    "vigilo: " + directories.instanceLock() + ": " + std::strerror(lock.error));
-    }
-    // A host that does not listen yet, or not any more.
-    std::this_thread::sleep_for(attemptInterval);
-  }
-  return answer(exitUnavailable,
-                "vigilo: a host holds the settings but does not answer. End it and try again.");
+  return outcome(directories, request).response;
+}
+
+ControlResponse steeringCommand(const Directories& directories, const ControlRequest& request) {
+  auto [response, byHost] = outcome(directories, request);
+  if (byHost || response.exitCode != exitOk) return response;
+  return answer(exitNoHost, response.message.value_or("") +
+                                ": written down, but no host runs, so nothing is held. It takes effect when "
+                                "one does: start one with `vigilo run`.");
 }
 
 PauseReport PauseReport::of(const std::string& value, Date now) {

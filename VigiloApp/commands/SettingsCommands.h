@@ -22,6 +22,11 @@ ControlResponse carryOut(const ControlRequest& request, SettingsStore& settings,
 // instance lock.
 ControlResponse settingsCommand(const Directories& directories, const ControlRequest& request);
 
+// The same for what steers the host (enable, disable, pause, resume, hold): without a host the settings are
+// written all the same, but the response says that they take effect when a host runs, and carries exitNoHost.
+// Whoever goes on only after a success does not go on unprotected.
+ControlResponse steeringCommand(const Directories& directories, const ControlRequest& request);
+
 // `vigilo pause` without a duration: whether protection is paused, and until when.
 struct PauseReport {
   bool isPaused = false;

@@ -5,7 +5,7 @@
 
 #include "VigiloApp/commands/AgentsReport.h"
 #include "VigiloApp/commands/DurationText.h"
-#include "VigiloApp/commands/StatusCommand.h"
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "agents/HookSnippet.h"
@@ -79,11 +79,8 @@ int checkSetup(const Directories& directories, const AgentAdapter& adapter, cons
     tellHeard(adapter, *heard);
     return exitOk;
   }
-  if (!hostRuns) return noHostRuns();
-  if (Date::now() - begin + 0.5 < seconds) {
-    std::fputs("vigilo: the host has ended, or does not answer.\n", stderr);
-    return exitNoHost;
-  }
+  if (!hostRuns) return fail(std::nullopt);
+  if (Date::now() - begin + 0.5 < seconds) return fail(exitNoHost, "the host has ended, or does not answer");
   tellWhatToLookAt(directories, adapter, relay, seconds);
   return exitFailure;
 }

@@ -72,9 +72,7 @@ int setupCommand(const Directories& directories, const SetupOptions& options) {
     return fail(exitFailure, "there is no vigilo-relay beside this program: name it with --relay PATH.");
   }
   if (!isWritable(relay)) return fail(exitUsage, "the relay's path cannot be written into a configuration.");
-  if (hasHooks && !isExecutable(relay)) {
-    std::fprintf(stderr, "vigilo: note that %s is not a program yet.\n", relay.c_str());
-  }
+  if (hasHooks && !isExecutable(relay)) note("note that " + relay + " is not a program yet.");
   if (options.check) {
     const auto seconds = parseDuration(options.wait);
     if (!seconds || *seconds > longestWaitSeconds)

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "support/RecordCoder.h"
@@ -15,10 +16,8 @@ bool print(const std::string& text) {
 }
 
 bool show(const ControlResponse& response, StatusOptions options, int& exitCode) {
-  exitCode = response.exitCode;
   if (!response.status) {
-    std::fprintf(stderr, "vigilo: %s\n", response.message.value_or("the host sent no status").c_str());
-    if (exitCode == exitOk) exitCode = exitUnavailable;
+    exitCode = fail(response);
     return false;
   }
   CoderOptions form = exportForm;
@@ -45,12 +44,7 @@ int statusCommand(const Directories& directories, StatusOptions options) {
   } else {
     hostRuns = false;
   }
-  return hostRuns ? exitCode : noHostRuns();
-}
-
-int noHostRuns() {
-  std::fputs("vigilo: no host runs, so nothing is held. Start one with `vigilo run`.\n", stderr);
-  return exitNoHost;
+  return hostRuns ? exitCode : fail(std::nullopt);
 }
 
 }  // namespace vigilo

@@ -11,7 +11,5 @@ struct StatusOptions {
 
 // `vigilo status`: asks the running host. Returns the exit code: 3 when no host runs.
 int statusCommand(const Directories& directories, StatusOptions options);
-// Says on standard error that no host runs, and returns the exit code for that.
-int noHostRuns();
 
 }  // namespace vigilo

@@ -55,8 +55,7 @@ ControlResponse ask(const Directories& directories, const ControlRequest& reques
 // Shows a response by `show`, or what is wrong with it.
 int finish(const ControlResponse& response, const std::function<bool(const ControlResponse&)>& show) {
   if (response.exitCode == exitOk && show(response)) return exitOk;
-  return fail(response.exitCode == exitOk ? exitUnavailable : response.exitCode,
-              response.message.value_or("the host sent no answer"));
+  return fail(response);
 }
 
 std::string period(const UsageOptions& options) {
@@ -187,7 +186,8 @@ int usageResetCommand(const Directories& directories, bool yes) {
   }
   const auto response =
       ControlClient(directories.controlSocket()).request({.command = ControlCommand::usageReset});
-  const int exitCode = response ? response->exitCode : resetWithoutHost(directories);
+  if (response && response->exitCode != exitOk) return fail(response);
+  const int exitCode = response ? exitOk : resetWithoutHost(directories);
   if (exitCode == exitOk) std::puts("All recorded usage is forgotten.");
   return exitCode;
 }
@@ -195,8 +195,7 @@ int usageResetCommand(const Directories& directories, bool yes) {
 int budgetsCommand(const Directories& directories, bool json) {
   const auto response =
       ControlClient(directories.controlSocket()).request({.command = ControlCommand::budgets});
-  if (response && !response->budgets)
-    return fail(exitUnavailable, response->message.value_or("the host sent no answer"));
+  if (response && !response->budgets) return fail(response);
   auto reports = response ? *response->budgets : pollOnce(directories);
   std::sort(reports.begin(), reports.end(),
             [](const auto& a, const auto& b) { return a.agentType < b.agentType; });

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <future>
 #include <system_error>
@@ -216,8 +215,7 @@ int Host::run() {
     queue->stopAndWait();
   if (shortcutIsGivenBack) shortcutQueue_->stopAndWait();
   usageProviders_.stopAndWait();
-  if (const auto error = defaults_->synchronize())
-    std::fprintf(stderr, "vigilo: %s\n", error->description.c_str());
+  if (const auto error = defaults_->synchronize()) note(error->description);
   if (!scans_->stopAndWait(scanPatience) || !shortcutIsGivenBack) {
     // A scan hangs in a folder or in another process's memory, or the desktop hangs. Everything else is done.
     std::fflush(nullptr);
@@ -243,7 +241,7 @@ void Host::startControl() {
     try {
       controlServer_->start();
     } catch (const std::system_error& error) {
-      std::fprintf(stderr, "vigilo: commands cannot reach this host: %s\n", error.what());
+      note(std::string("commands cannot reach this host: ") + error.what());
     }
   });
 }

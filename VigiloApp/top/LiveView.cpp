@@ -27,9 +27,7 @@ constexpr std::int64_t logLines = 60;
 
 constexpr double pauseChoices[] = {15 * 60, 30 * 60, 3600, 4 * 3600};
 
-std::string withoutPrefix(std::string message) {
-  constexpr std::string_view prefix = "vigilo: ";
-  if (message.starts_with(prefix)) message.erase(0, prefix.size());
+std::string firstLine(const std::string& message) {
   return message.substr(0, message.find('\n'));
 }
 
@@ -109,7 +107,7 @@ bool LiveView::accepted(const std::optional<ControlResponse>& response) {
     return true;
   }
   model_.connection = Connection::notAnswering;
-  model_.trouble = withoutPrefix(response->message.value_or("it says nothing"));
+  model_.trouble = firstLine(response->message.value_or("it says nothing"));
   return false;
 }
 
@@ -204,9 +202,9 @@ void LiveView::change(const ControlRequest& request, const std::string& doing, c
     if (!response)
       tell("not done: no host runs any more", true);
     else if (response->exitCode != exitOk)
-      tell("not done: " + withoutPrefix(response->message.value_or("the host gives no reason")), true);
+      tell("not done: " + firstLine(response->message.value_or("the host gives no reason")), true);
     else
-      tell(done.empty() ? withoutPrefix(response->message.value_or("done")) : done);
+      tell(done.empty() ? firstLine(response->message.value_or("done")) : done);
     isLogStale_ = true;
     drawSoon();
   });

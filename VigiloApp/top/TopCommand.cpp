@@ -1,9 +1,9 @@
 #include "VigiloApp/top/TopCommand.h"
 
 #include <csignal>
-#include <cstdio>
 #include <exception>
 
+#include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/top/LiveView.h"
 #include "VigiloApp/top/TopTerminal.h"
 #include "support/AsioQueue.h"
@@ -46,11 +46,9 @@ int topCommand(const Directories& directories) {
     const auto terminal = TopTerminal::open(problem);
     if (terminal != nullptr) return run(directories, *terminal), exitOk;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "vigilo: %s\n", error.what());
-    return exitFailure;
+    return fail(exitFailure, error.what());
   }
-  std::fprintf(stderr, "vigilo: %s. `vigilo status --follow` tells the same in lines.\n", problem.c_str());
-  return exitUnavailable;
+  return fail(exitUnavailable, problem + ". `vigilo status --follow` tells the same in lines.");
 }
 
 }  // namespace vigilo

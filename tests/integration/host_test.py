@@ -4,7 +4,9 @@ import os
 import pathlib
 import random
 import signal
+import socket
 import subprocess
+import threading
 import time
 
 import harness
@@ -48,6 +50,11 @@ class HostTest(harness.TestCase):
 
 
 class HoldTest(HostTest):
+    def test_verbose_shows_what_is_received_also_in_a_file(self):
+        host = self.start_host("--verbose")
+        self.relay("working")
+        wait_for("a line", lambda: host.log_lines("Received event: agent=claude state=working"))
+
     def test_an_agent_that_works_is_held_within_a_second_and_released_after_the_delay(self):
         self.start_helper()
         self.vigilo("settings", "set", "releaseDelaySeconds", "1")
@@ -131,6 +138,19 @@ class CommandTest(HostTest):
             self.assertEqual((result.returncode, result.stdout), (3, ""))
             self.assertIn("no host runs", result.stderr)
 
+    def test_what_steers_the_host_is_no_success_without_one(self):
+        # `hold on && long-job` must not run the job unprotected.
+        for arguments in (["hold", "on"], ["pause", "30m"], ["resume"], ["disable"], ["enable"]):
+            result = self.vigilo(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (3, ""), arguments)
+            self.assertIn("takes effect when one does", result.stderr)
+        # What only writes settings has done all that was asked.
+        self.assertEqual(self.vigilo("settings", "set", "soundEnabled", "false").returncode, 0)
+        self.assertEqual(self.vigilo("settings", "get", "manualHoldEnabled").stdout, "true\n")
+        self.start_host()
+        wait_for("the hold", lambda: self.holds() == [IDLE])
+        self.assertEqual(self.vigilo("hold", "off").returncode, 0)
+
     def test_root_does_not_run_in_the_home_of_another_user(self):
         if os.geteuid() != 0 or harness.as_nobody() is None:
             self.skipTest("not root")
@@ -151,6 +171,32 @@ class CommandTest(HostTest):
         result = self.vigilo("settings", "set", "batteryFloorPercent", "80")
         self.assertEqual(result.returncode, 64)
         self.assertIn("5 to 50", result.stderr)
+
+
+class RefusalTest(HostTest):
+    def test_every_command_tells_the_hosts_reason_once_behind_the_programs_name(self):
+        self.run_folder.mkdir(parents=True)
+        server = socket.socket(socket.AF_UNIX)
+        self.addCleanup(server.close)
+        server.bind(str(self.run_folder / "vigilo-control.sock"))
+        server.listen()
+
+        def refuse():
+            while True:
+                try:
+                    connection = server.accept()[0]
+                except OSError:
+                    return
+                with connection:
+                    connection.recv(65536)
+                    connection.send(b'{"version":1,"exitCode":69,"message":"restart the host"}\n')
+
+        threading.Thread(target=refuse, daemon=True).start()
+        for command in ("status", "status --follow", "log", "usage", "usage reset --yes", "budgets", "login status",
+                        "login on", "settings", "settings set soundEnabled false", "hold on", "pause 1m"):
+            result = self.vigilo(*command.split())
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (69, "", "vigilo: restart the host\n"),
+                             command)
 
 
 class SettingsTest(HostTest):
@@ -226,6 +272,14 @@ class ControlSocketTest(HostTest):
             while "hold" not in json.loads(lines.readline())["status"]["currentDecision"]:
                 pass
         self.assertEqual(self.vigilo("status").returncode, 0)
+
+    def test_the_longest_event_leaves_the_status_readable(self):
+        self.start_host()
+        with harness.connect(str(self.run_folder / "vigilo.sock")) as hook:
+            hook.send(json.dumps({"agent": "codex", "state": "working", "cwd": "/" + "x" * 65000}).encode())
+            hook.recv(64)
+        self.assertEqual([session["cwd"][:3] for session in self.status()["activeSessionsList"]], ["/xx"])
+        self.assertIn("/xx", self.vigilo("status").stdout)
 
     def test_hostile_input_gets_an_error_or_a_closed_connection_and_others_are_served(self):
         host = self.start_host()
