@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/Log.h"
+#include "support/NormalPath.h"
 
 namespace vigilo {
 namespace {
@@ -18,14 +19,13 @@ constexpr std::string_view prohibitedAtHome[] = {
     "/.bash_profile", "/.profile",  "/.gitconfig",   "/.ssh"};
 constexpr std::string_view prohibitedAnywhere[] = {"/etc", "/usr", "/bin", "/sbin"};
 
+// Empty for a relative path where the working folder is gone: nobody can say where that lies.
 std::string standardized(const std::string& path) {
   // The system's calls stop at a zero byte: what lies behind one must not make the path look harmless.
   std::filesystem::path whole(path.c_str());
   std::error_code noWorkingFolder;
   if (whole.is_relative()) whole = std::filesystem::current_path(noWorkingFolder) / whole;
-  std::string result = whole.lexically_normal().string();
-  while (result.size() > 1 && result.back() == '/') result.pop_back();
-  return result;
+  return whole.is_relative() ? "" : normalPath(whole.string());
 }
 
 bool isAtOrBelow(std::string_view path, std::string_view place) {
@@ -33,9 +33,9 @@ bool isAtOrBelow(std::string_view path, std::string_view place) {
 }
 
 bool isProhibited(std::string_view path, const Directories& directories) {
-  const std::string home = standardized(directories.home);
+  if (path.empty()) return true;
   for (const auto place : prohibitedAtHome) {
-    if (isAtOrBelow(path, home + std::string(place))) return true;
+    if (isAtOrBelow(path, directories.atHome(place))) return true;
   }
   for (const auto place : prohibitedAnywhere) {
     if (isAtOrBelow(path, place)) return true;

@@ -3,18 +3,18 @@
 #include <cstdlib>
 
 #include "support/HomeFolder.h"
+#include "support/NormalPath.h"
 
 namespace vigilo {
 
 Directories Directories::below(const std::string& home) {
   Directories result;
-  result.home = home;
-  result.library = home + "/Library";
+  result.home = normalPath(home);
+  result.library = result.atHome("/Library");
   result.applicationSupport = result.library + "/Application Support";
   result.preferences = result.library + "/Preferences";
   const char* temporary = std::getenv("TMPDIR");
-  result.temporary = temporary != nullptr && temporary[0] == '/' ? temporary : "/tmp";
-  while (result.temporary.size() > 1 && result.temporary.back() == '/') result.temporary.pop_back();
+  result.temporary = normalPath(temporary != nullptr && temporary[0] == '/' ? temporary : "/tmp");
   return result;
 }
 

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace vigilo {
 
 // Where this system's files lie: one layout on every platform, below the home folder, because programs that
-// meet at a socket must not depend on what else is in their environment. Absolute paths without a slash at
-// the end. A plain value.
+// meet at a socket must not depend on what else is in their environment. Absolute paths in normal form
+// (support/NormalPath.h). A plain value.
 struct Directories {
   std::string home;
   std::string library;             // ~/Library
@@ -14,6 +15,10 @@ struct Directories {
   std::string preferences;         // ~/Library/Preferences
   std::string temporary;           // the process's temporary folder: $TMPDIR, else /tmp
 
+  // What lies below the home folder, which may be "/"; `place` begins with a slash.
+  std::string atHome(std::string_view place) const {
+    return std::string(home == "/" ? "" : home).append(place);
+  }
   std::string vigilo() const { return applicationSupport + "/Vigilo"; }
   std::string run() const { return vigilo() + "/run"; }
   std::string hookSocket() const { return run() + "/vigilo.sock"; }

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "support/NormalPath.h"
 #include "support/UniqueFd.h"
 
 namespace vigilo {
@@ -74,7 +75,7 @@ Output findHome(std::span<char> buffer) {
   } else {
     home = homeFromPasswd(buffer);
   }
-  while (home.size > 1 && buffer[home.size - 1] == '/') --home.size;
+  home.size = makeNormalPath(buffer.first(home.size));
   return home;
 }
 

@@ -6,10 +6,10 @@
 
 namespace vigilo {
 
-// Where every program of this system works: the home folder, without a slash at the end: `$HOME` where it is
-// set and absolute, else the account's entry in /etc/passwd. The name service is not asked, so that static
-// programs can call this; no allocation, no exceptions: the relay links this file. Thread-safe while nobody
-// changes the environment.
+// Where every program of this system works: the home folder in normal form (support/NormalPath.h): `$HOME`
+// where it is set and absolute, else the account's entry in /etc/passwd. The name service is not asked, so
+// that static programs can call this; no allocation, no exceptions: the relay links this file. Thread-safe
+// while nobody changes the environment.
 
 // Written into `buffer`; empty when there is none, or when it does not fit.
 std::string_view homeFolder(std::span<char> buffer);

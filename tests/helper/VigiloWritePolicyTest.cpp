@@ -72,6 +72,39 @@ TEST(VigiloWritePolicy, OnlyOwnPlacesMayBeWrittenAndTheAgentsOwnNever) {
   }
 }
 
+// A home folder that is written otherwise once switched the policy off, or refused everything.
+TEST(VigiloWritePolicy, HoweverTheHomeFolderIsWrittenTheSamePlacesAreProtected) {
+  const std::pair<const char*, std::string> homes[] = {{"/home/u/", "/home/u"},
+                                                       {"/home//u", "/home/u"},
+                                                       {"/home/./u", "/home/u"},
+                                                       {"/home/x/../u/.", "/home/u"},
+                                                       {"/", ""},
+                                                       {"//", ""}};
+  for (const auto& [written, home] : homes) {
+    const Directories directories = atHome(written, "/scratch/t");
+    for (const char* place : {"/.claude/settings.json", "/.ssh", "/.bashrc"}) {
+      EXPECT_FALSE(VigiloWritePolicy::mayExport(home + place, directories)) << written << place;
+    }
+    EXPECT_TRUE(VigiloWritePolicy::mayExport(home + "/report.json", directories)) << written;
+    for (const std::string& own :
+         {directories.vigilo() + "/usage_store.json", directories.library + "/Logs/Vigilo/a",
+          directories.preferences + "/com.vigilo.app.toml"}) {
+      EXPECT_TRUE(own.starts_with(home + "/Library")) << own;
+      EXPECT_TRUE(VigiloWritePolicy::mayWrite(own, directories)) << own;
+    }
+  }
+}
+
+TEST(VigiloWritePolicy, ARelativePathInAFolderThatIsGoneIsRefused) {
+  const auto before = std::filesystem::current_path();
+  {
+    const test::TempFolder folder;
+    std::filesystem::current_path(folder.path());
+  }
+  EXPECT_FALSE(VigiloWritePolicy::mayExport("../home/u/.claude/x", atHome("/tmp/home/u", "/tmp")));
+  std::filesystem::current_path(before);
+}
+
 TEST(VigiloWritePolicy, APathThatIsBothOwnedAndProhibitedIsRefused) {
   const Directories directories = atHome("/tmp/x/home", "/tmp/x");
   EXPECT_TRUE(VigiloWritePolicy::mayWrite("/tmp/x/home/file", directories));

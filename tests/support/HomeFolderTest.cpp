@@ -16,8 +16,15 @@ class HomeFolderTest : public testing::Test {
 };
 
 TEST_F(HomeFolderTest, TheVariableCountsWhereItIsAbsolute) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"/home/me", "/home/me"}, {"/home/me///", "/home/me"}, {"/", "/"}, {"/a b/ü", "/a b/ü"}};
+  const std::pair<const char*, const char*> cases[] = {{"/home/me", "/home/me"},
+                                                       {"/home/me///", "/home/me"},
+                                                       {"/", "/"},
+                                                       {"/a b/ü", "/a b/ü"},
+                                                       {"/home//me", "/home/me"},
+                                                       {"//", "/"},
+                                                       {"/./home/../home/./me/.", "/home/me"},
+                                                       {"/../a/..b/...", "/a/..b/..."},
+                                                       {"/a/../..", "/"}};
   for (const auto& [variable, expected] : cases) {
     ::setenv("HOME", variable, 1);
     EXPECT_EQ(homeFolder(), expected);
