@@ -41,6 +41,7 @@ struct PowerSourceDescription {
   std::optional<std::int64_t> currentCapacity;  // in the unit of maxCapacity
   std::optional<std::int64_t> maxCapacity;
   std::optional<std::int64_t> timeToEmpty;  // minutes
+  bool isBattery = true;                    // false: the mains alone, where no battery is listed
 
   bool operator==(const PowerSourceDescription&) const = default;
 };
@@ -49,8 +50,8 @@ struct PowerSourceDescription {
 class PowerSourceProvider {
  public:
   virtual ~PowerSourceProvider() = default;
-  // The batteries, those that are there but cannot be read included; empty on a machine without one. Takes
-  // well below a millisecond.
+  // The batteries, those that are there but cannot be read included. Without one, the mains where they can be
+  // read as connected, else nothing. Takes well below a millisecond.
   virtual std::vector<PowerSourceDescription> copyPowerSources() = 0;
   virtual bool isLowPowerModeEnabled() = 0;
   // Calls `changed` on the queue whenever a reading may differ, also when it does not. Null when it cannot.

@@ -36,7 +36,7 @@ PowerSourceSnapshot BatteryMonitor::queryPowerSource() {
   const auto sources = provider_.copyPowerSources();
   Reading reading{firstReadable(sources), provider_.isLowPowerModeEnabled(), clock_()};
   const LockGuard guard(mutex_);
-  sawBattery_ = sawBattery_ || !sources.empty();
+  sawBattery_ = sawBattery_ || std::ranges::any_of(sources, &PowerSourceDescription::isBattery);
   latest_ = std::move(reading);
   if (latest_.source.powerSourceState && percent(latest_.source)) lastComplete_ = latest_;
   return interpret();

@@ -30,7 +30,8 @@ class BatteryMonitoring {
 //
 // A machine counts as a desktop only as long as no battery was ever seen. Once one was, what cannot be read
 // of it keeps its last value for `keepsReadingSeconds`, so that a driver that stumbles neither stops nor
-// lifts a safety block; after that it reads as not on AC, with the charge unknown.
+// lifts a safety block; after that the charge is unknown, and it reads as not on AC unless the mains can be
+// read: a battery that was taken out blocks nothing on mains.
 //
 // The callback runs on the queue, with no lock held, at every event of the platform, changed or not, and at a
 // `refresh` that found a change. Any thread may call; the lock guards the cache. Destroy it on the queue or

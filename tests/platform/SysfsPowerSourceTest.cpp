@@ -119,9 +119,12 @@ TEST(SysfsPowerSource, TakesAllBatteriesAsOneSource) {
 
 TEST(SysfsPowerSource, MachinesWithoutABatteryOfTheirOwnHaveNoSource) {
   EXPECT_EQ(read({}).size(), 0u);
-  EXPECT_EQ(read({{"AC/type", "Mains"}, {"AC/online", "1"}}).size(), 0u);
+  EXPECT_EQ(read({{"AC/type", "Mains"}, {"AC/online", "0"}}).size(), 0u);
   EXPECT_EQ(read(battery + Files{{"BAT0/scope", "Device"}}).size(), 0u) << "a mouse's battery";
-  EXPECT_EQ(read(battery + Files{{"BAT0/present", "0"}}).size(), 0u) << "an empty bay";
+  const Files emptyBay{{"BAT0/present", "0"}};
+  EXPECT_EQ(read(battery + emptyBay).size(), 0u);
+  const PowerSourceDescription mains{"AC Power", false, {}, {}, {}, false};
+  EXPECT_EQ(read(battery + emptyBay + Files{{"AC/type", "Mains"}, {"AC/online", "1"}}), std::vector{mains});
 }
 
 TEST(SysfsPowerSource, IsReadAgainEvery30SecondsAlsoWithoutEvents) {

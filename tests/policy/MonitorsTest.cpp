@@ -115,6 +115,22 @@ TEST_F(Monitors, AMachineIsADesktopOnlyUntilABatteryWasSeen) {
   EXPECT_EQ(monitor.queryPowerSource(), PowerSourceSnapshot{});
 }
 
+TEST_F(Monitors, ABatteryThatWasTakenOutBlocksNothingOnMains) {
+  const PowerSourceDescription mains{"AC Power", false, {}, {}, {}, false};
+  power.sources = {mains};
+  monitor.queryPowerSource();
+  power.sources = {};
+  EXPECT_EQ(monitor.queryPowerSource(), PowerSourceSnapshot::desktopDefault()) << "no battery was seen yet";
+  power.sources = {battery("Battery Power", 40)};
+  monitor.queryPowerSource();
+  power.sources = {mains};
+  EXPECT_TRUE(monitor.queryPowerSource().isOnAC);
+  time.advance(61);
+  EXPECT_EQ(monitor.queryPowerSource(), PowerSourceSnapshot::desktopDefault());
+  power.sources = {};
+  EXPECT_FALSE(monitor.queryPowerSource().isOnAC);
+}
+
 TEST_F(Monitors, AnUnreadableBatteryKeepsItsLastReadingForAMinute) {
   power.sources = {battery("AC Power", 40)};
   const auto reading = monitor.queryPowerSource();

@@ -85,11 +85,15 @@ bool anyHasStatus(const std::vector<Battery>& batteries) {
                      [](const Battery& battery) { return battery.status.has_value(); });
 }
 
+bool isOnMains(const Supplies& supplies) {
+  return std::any_of(supplies.online.begin(), supplies.online.end(),
+                     [](const auto& each) { return each.value_or(0) >= 1; });
+}
+
 // Where no supply is listed, the batteries tell: what does not discharge is fed.
 std::optional<std::string> powerSourceState(const Supplies& supplies) {
   const auto& online = supplies.online;
-  const auto isOnline = [](const auto& each) { return each.value_or(0) >= 1; };
-  if (std::any_of(online.begin(), online.end(), isOnline)) return "AC Power";
+  if (isOnMains(supplies)) return "AC Power";
   if (anyHasStatus(supplies.batteries, "Discharging")) return "Battery Power";
   if (online.empty()) return anyHasStatus(supplies.batteries) ? std::optional("AC Power") : std::nullopt;
   const bool allKnown =
@@ -205,14 +209,15 @@ SysfsPowerSource::SysfsPowerSource(std::string root, ProfileReader readProfile)
 std::vector<PowerSourceDescription> SysfsPowerSource::copyPowerSources() {
   const Supplies supplies = readSupplies(root_);
   const auto& batteries = supplies.batteries;
-  if (batteries.empty()) return {};
+  if (batteries.empty() && !isOnMains(supplies)) return {};
   const Charge charge = chargeOf(batteries);
   PowerSourceDescription source;
   source.powerSourceState = powerSourceState(supplies);
-  if (anyHasStatus(batteries)) source.isCharging = anyHasStatus(batteries, "Charging");
+  if (batteries.empty() || anyHasStatus(batteries)) source.isCharging = anyHasStatus(batteries, "Charging");
   source.currentCapacity = charge.now;
   source.maxCapacity = charge.full;
   source.timeToEmpty = minutesToEmpty(batteries);
+  source.isBattery = !batteries.empty();
   return {source};
 }
 
