@@ -11,6 +11,7 @@ std::optional<ProcessLine> parseProcessLine(std::string_view line) {
   line = line.substr(begin, line.find_last_not_of(blanks) + 1 - begin);
   const auto blank = line.find(' ');
   if (blank == std::string_view::npos) return std::nullopt;
+  if (line[blank + 1] == '[' && line.ends_with("] <defunct>")) return std::nullopt;
   ProcessLine result{0, std::string(line.substr(blank + 1))};
   const auto [end, error] = std::from_chars(line.data(), line.data() + blank, result.pid);
   if (error != std::errc() || end != line.data() + blank) return std::nullopt;

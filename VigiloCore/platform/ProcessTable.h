@@ -20,7 +20,8 @@ struct ProcessLine {
 };
 
 // Reads one line of `ps -axo pid,command`: blanks around it are dropped, and the command begins behind the
-// first blank. Absent for the heading and for whatever else is no such line.
+// first blank. Absent for the heading, for a process that has ended ("[cat] <defunct>": its parent has not
+// looked at its end yet) and for whatever else is no such line.
 std::optional<ProcessLine> parseProcessLine(std::string_view line);
 
 // What runs on the machine. Blocks for as long as the source takes, which is milliseconds where nothing
@@ -28,7 +29,7 @@ std::optional<ProcessLine> parseProcessLine(std::string_view line);
 class ProcessTable {
  public:
   virtual ~ProcessTable() = default;
-  // All processes that may be seen, by ascending pid. Absent when the source failed.
+  // All processes that may be seen and have not ended, by ascending pid. Absent when the source failed.
   virtual std::optional<std::vector<ProcessLine>> read() = 0;
 
   // When a process began, and when the youngest of its living children did; never earlier than it really was,

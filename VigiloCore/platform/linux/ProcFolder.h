@@ -16,10 +16,13 @@ namespace vigilo {
 // What is worth knowing of /proc/PID/stat.
 struct ProcStat {
   std::string_view name;  // within the text that was parsed
-  char state = '?';       // 'Z' for a process that has ended and whose parent has not looked yet
+  char state = '?';
   std::int32_t parent = 0;
   bool isKernelThread = false;
   std::int64_t startTicks = 0;  // since the machine's start, in units of sysconf(_SC_CLK_TCK)
+
+  // It has ended: its parent has not looked yet, or it is just leaving.
+  bool hasEnded() const { return state == 'Z' || state == 'X'; }
 
   static std::optional<ProcStat> parse(std::string_view text);
 };

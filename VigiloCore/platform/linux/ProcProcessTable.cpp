@@ -89,18 +89,17 @@ bool ProcProcessTable::isDue(const Known& known, std::int32_t pid) const {
   return (reading_ + static_cast<unsigned>(pid)) % (known.maySucceedItself ? shellInterval : interval) == 0;
 }
 
-// A process without arguments shows its name: a kernel thread, one that has ended, or one that is just
-// beginning.
+// A process without arguments shows its name: a kernel thread, or one that is just beginning.
 std::string ProcProcessTable::readCommand(std::int32_t pid, Known& known) {
+  if (known.hasEnded) return {};
   const auto arguments = known.isKernelThread ? "" : folder_.read(pid, "cmdline");
   if (!arguments) return {};
   if (!arguments->empty()) return joinArguments(*arguments);
   const auto stat = folder_.stat(pid);
   if (!stat) return {};
   known.isKernelThread = stat->isKernelThread;
-  std::string command = "[" + printableText(stat->name) + "]";
-  if (stat->state == 'Z') command += " <defunct>";
-  return command;
+  known.hasEnded = stat->hasEnded();
+  return known.hasEnded ? std::string() : "[" + printableText(stat->name) + "]";
 }
 
 std::optional<Date> ProcProcessTable::dateOf(std::int64_t startTicks) const {
@@ -138,7 +137,7 @@ std::optional<Date> ProcProcessTable::youngestChildStartedAt(std::int32_t pid) {
   std::optional<std::int64_t> youngest;
   for (const auto child : children) {
     const auto stat = folder_.stat(child);
-    if (stat && stat->state != 'Z') youngest = std::max(youngest.value_or(0), stat->startTicks);
+    if (stat && !stat->hasEnded()) youngest = std::max(youngest.value_or(0), stat->startTicks);
   }
   return youngest ? dateOf(*youngest) : std::nullopt;
 }

@@ -17,8 +17,8 @@ namespace vigilo {
 // pid and programs rewrite their titles, but soon after their start. An older one is read again in every
 // second reading where it is a shell or another program that runs the next one in its own place, otherwise in
 // every tenth; and in the next one where its start or its children were asked for, since it matters to
-// somebody when it ends and stays as a zombie. It is known to be the same process by the inode of its folder,
-// which the listing brings for nothing.
+// somebody when it ends, also where it stays as a zombie, which is left out. It is known to be the same
+// process by the inode of its folder, which the listing brings for nothing.
 class ProcProcessTable final : public ProcessTable {
  public:
   explicit ProcProcessTable(std::string root = "/proc", Clock clock = Date::now);
@@ -36,6 +36,7 @@ class ProcProcessTable final : public ProcessTable {
     unsigned lastReading = 0;
     unsigned askedAt = 0;  // the last reading after which somebody asked about it
     bool isKernelThread = false;
+    bool hasEnded = false;          // a zombie, for as long as its parent does not look at its end
     bool maySucceedItself = false;  // a shell, or an interpreter
   };
 
