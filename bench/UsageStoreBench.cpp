@@ -1,5 +1,6 @@
 // What the usage store costs, on this machine's temporary folder:
 //   usage_store_bench record [events]     one more event against a plain write-and-rename of the same bytes
+//   usage_store_bench write [events]      bytes written for each further event, over a day of bursts
 //   usage_store_bench load [megabytes]    time and memory of a process that loads a store of that size
 
 #include <fcntl.h>
@@ -108,6 +109,33 @@ int benchRecord(int stored) {
   return median(recording) <= 1.5 * median(plain) ? 0 : 1;
 }
 
+// What this process has handed to write calls so far, whether or not it has reached a disk yet.
+double bytesWritten() {
+  std::ifstream io("/proc/self/io");
+  for (std::string line; std::getline(io, line);) {
+    if (line.starts_with("wchar:")) return std::stod(line.substr(6));
+  }
+  return 0;
+}
+
+// A day of work: bursts of turns, of which each poll finds one to five.
+int benchWrite(int stored) {
+  constexpr int eventsADay = 2000;
+  constexpr double bar = 64 << 10;
+  const test::TempFolder home;
+  UsageStore store(Directories::below(home.path()), anywhere, Date::now);
+  store.record(events(0, stored));
+  const double before = bytesWritten();
+  for (int done = 0, batch = 1; done < eventsADay; done += batch, batch = batch % 5 + 1) {
+    store.record(events(stored + done, batch));
+  }
+  const double each = (bytesWritten() - before) / eventsADay;
+  std::printf("%d events, %.1f MB: %.0f bytes written for each of %d more, bar %.0f\n", stored,
+              static_cast<double>(std::filesystem::file_size(store.storeFilePath())) / 1e6, each, eventsADay,
+              bar);
+  return each < bar ? 0 : 1;
+}
+
 double residentMegabytes(const char* field) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -159,8 +187,9 @@ int main(int argc, char** argv) {
   const std::string_view mode = argc > 1 ? argv[1] : "record";
   const auto number = [&](int otherwise) { return argc > 2 ? std::atoi(argv[2]) : otherwise; };
   if (mode == "record") return benchRecord(number(10000));
+  if (mode == "write") return benchWrite(number(250000));
   if (mode == "load") return benchLoad(number(100));
   if (mode == "report") loadAndReport(std::getenv("HOME"), std::atof(argv[2]));
-  std::fprintf(stderr, "usage: usage_store_bench record [events] | load [megabytes]\n");
+  std::fprintf(stderr, "usage: usage_store_bench record [events] | write [events] | load [megabytes]\n");
   return 2;
 }

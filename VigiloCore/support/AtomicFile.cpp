@@ -112,6 +112,22 @@ std::optional<FileError> replaceFile(const std::string& path, std::span<const st
   return std::nullopt;
 }
 
+std::optional<FileError> appendToFile(const std::string& path, std::span<const std::string_view> pieces,
+                                      const WriteGate& mayWrite, int mode) {
+  if (!mayWrite(path)) return FileError{EPERM, path + ": Vigilo does not write here"};
+  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+  const UniqueFd fd(::open(path.c_str(), flags, static_cast<mode_t>(mode)));
+  struct stat before {};
+  if (!fd || ::fstat(fd.get(), &before) != 0) return errorAt(path, errno);
+  if (!writeWhole(fd.get(), pieces)) {
+    const int code = errno;
+    // What cannot be cut either is for the reader to recognise.
+    [[maybe_unused]] const int cut = ::ftruncate(fd.get(), before.st_size);
+    return errorAt(path, code);
+  }
+  return std::nullopt;
+}
+
 std::optional<FileError> syncFile(const std::string& path) {
   const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd || ::fsync(fd.get()) != 0) return errorAt(path, errno);

@@ -34,7 +34,13 @@ std::optional<FileError> replaceFile(const std::string& path, std::string_view b
 std::optional<FileError> replaceFile(const std::string& path, std::span<const std::string_view> pieces,
                                      const WriteGate& mayWrite, FileWriteOptions options = {});
 
-// Brings a file that was replaced without `syncToDisk`, and its folder, to the disk.
+// Appends the pieces to a file, which is made where there is none. Absent on success; after a failure the
+// file is as long as it was, unless it cannot even be cut. A reader, and whoever comes after a crash of this
+// process, may see a part of what is being appended.
+std::optional<FileError> appendToFile(const std::string& path, std::span<const std::string_view> pieces,
+                                      const WriteGate& mayWrite, int mode = 0600);
+
+// Brings a file that was written without `syncToDisk`, and its folder, to the disk.
 std::optional<FileError> syncFile(const std::string& path);
 
 // Removes the temporary files that processes killed in the middle of replacing `path` have left beside it.

@@ -179,6 +179,12 @@ std::vector<UsageEvent> UsageLedger::allEvents() const {
   return all;
 }
 
+std::vector<std::string_view> UsageLedger::encodedEvents(std::size_t first) const {
+  std::vector<std::string_view> encoded;
+  for (std::size_t i = first; i < events_.size(); ++i) encoded.push_back(events_[i].encoded);
+  return encoded;
+}
+
 std::vector<std::string_view> UsageLedger::filePieces() const {
   std::vector<std::string_view> pieces{R"({"schemaVersion":1,"events":[)"};
   encodedEvents_.appendPieces(pieces);

@@ -50,6 +50,8 @@ class UsageLedger {
   // Decodes them: slow for a long history.
   std::vector<UsageEvent> allEvents() const;
 
+  // The events from number `first` on as they are stored, valid as long as the ledger.
+  std::vector<std::string_view> encodedEvents(std::size_t first) const;
   // The store's file, as pieces that stay valid until the next change.
   std::vector<std::string_view> filePieces() const;
 

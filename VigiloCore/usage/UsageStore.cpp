@@ -1,6 +1,7 @@
 #include "usage/UsageStore.h"
 
 #include <atomic>
+#include <cerrno>
 #include <limits>
 #include <utility>
 
@@ -53,7 +54,10 @@ std::optional<std::string> UsageStore::whyUnreadable() {
 }
 
 void UsageStore::save() {
-  const auto error = file_.save(ledger_);
+  noteSaving(file_.save(ledger_));
+}
+
+void UsageStore::noteSaving(const std::optional<FileError>& error) {
   isUnsaved_ = error.has_value();
   isUnsynced_ = true;
   if (error) {
@@ -149,7 +153,7 @@ void UsageStore::reset() {
   const LockGuard guard(mutex_);
   loadOnce();
   ledger_ = UsageLedger();
-  save();
+  noteSaving(file_.replace(ledger_));
   logger.info("UsageStore reset completed.");
 }
 
@@ -161,8 +165,9 @@ void UsageStore::syncToDisk() {
     isUnsynced_ = false;
   }
   // Not under the lock: the disk may need seconds, and what is replaced meanwhile is synced the next time.
-  if (const auto error = syncFile(file_.path())) {
-    logger.error("Failed to sync usage store: %s", error->description);
+  for (const std::string& path : file_.paths()) {
+    const auto error = syncFile(path);
+    if (error && error->code != ENOENT) logger.error("Failed to sync usage store: %s", error->description);
   }
 }
 

@@ -15,8 +15,8 @@
 namespace vigilo {
 
 // The one place where usage is kept: it accepts every event once, folds it into its session's record, answers
-// what was used when, and saves everything to one file, "usage_store.json" in this system's folder. Nothing
-// is ever dropped except by `reset`.
+// what was used when, and saves everything to one file, "usage_store.json" in this system's folder, once that
+// is large with a journal beside it. Nothing is ever dropped except by `reset`.
 //
 // Construction reads nothing. `load` reads the file; any other operation that comes first does it itself, so
 // nothing recorded early is lost. Both wait for the disk: call the store on a queue that may wait. Thread-
@@ -38,7 +38,7 @@ class UsageStore {
   // Why the file that is there cannot be read, as long as it stands where the store's own file belongs.
   std::optional<std::string> whyUnreadable();
 
-  // True when the event was new. When this returns the file holds it; only where saving fails, which is
+  // True when the event was new. When this returns the disk holds it; only where saving fails, which is
   // logged when it begins and when it ends, it is kept in memory and saved with the next new event.
   bool record(UsageEvent event);
   // All events that one poll found, saved together; an answer for each.
@@ -70,10 +70,11 @@ class UsageStore {
  private:
   void loadOnce() VIGILO_REQUIRES(mutex_);
   void save() VIGILO_REQUIRES(mutex_);
+  void noteSaving(const std::optional<FileError>& error) VIGILO_REQUIRES(mutex_);
 
   const Clock clock_;
   Mutex mutex_;
-  UsageStoreFile file_;  // its path is constant, all else is guarded by mutex_
+  UsageStoreFile file_;  // its paths are constant, all else is guarded by mutex_
   UsageLedger ledger_ VIGILO_GUARDED_BY(mutex_);
   FailureEpisode saveFailure_ VIGILO_GUARDED_BY(mutex_);
   bool isLoaded_ VIGILO_GUARDED_BY(mutex_) = false;

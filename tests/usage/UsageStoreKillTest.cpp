@@ -81,13 +81,16 @@ TEST(UsageStoreKill, FileAlwaysHoldsEveryEventWhoseRecordingHadReturned) {
       ASSERT_EQ(events[i], event(static_cast<int>(i))) << "round " << round;
     }
     recorded = static_cast<int>(events.size()) - 1;
-    if (recorded > 300) {
+    // Small and without a journal at first, then through some foldings.
+    if (recorded > 900) {
       store.reset();
       recorded = -1;
     }
     // Neither an unreadable file nor a temporary one is left.
-    const std::filesystem::directory_iterator entries(directories.vigilo());
-    ASSERT_EQ(std::distance(begin(entries), end(entries)), 1) << "round " << round;
+    for (const auto& entry : std::filesystem::directory_iterator(directories.vigilo())) {
+      const std::string name = entry.path().filename().string();
+      ASSERT_TRUE(name == "usage_store.json" || name == "usage_store.json.journal") << name;
+    }
   }
 }
 
