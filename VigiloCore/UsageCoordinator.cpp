@@ -43,17 +43,21 @@ void UsageCoordinator::start() {
 
 void UsageCoordinator::startProviders() {
   parts_.store.load();
-  for (const auto& provider : parts_.providers) {
-    provider->startMonitoring([weak = weak_from_this()](std::vector<UsageEvent> events) {
-      if (const auto self = weak.lock()) self->handleUsageEvents(std::move(events));
-    });
-  }
+  for (const auto& provider : parts_.providers) startProvider(*provider);
   // A new day begins without an event, too: the summary is read again along with the sync.
   syncTimer_ = parts_.queue.timer(syncInterval, syncInterval, weakly([](UsageCoordinator& self) {
                                     self.parts_.store.syncToDisk();
                                     self.refreshSummaries();
                                   }));
   refreshSummaries();
+}
+
+void UsageCoordinator::startProvider(UsageProvider& provider) {
+  provider.startMonitoring(
+      [weak = weak_from_this()](std::vector<UsageEvent> events) {
+        if (const auto self = weak.lock()) self->handleUsageEvents(std::move(events));
+      },
+      weakly([](UsageCoordinator& self) { self.refreshBudgetReports(); }));
 }
 
 void UsageCoordinator::stop(std::function<void()> done) {
@@ -114,17 +118,31 @@ void UsageCoordinator::refreshBudgetReports() {
 
 void UsageCoordinator::publishReports(const std::vector<std::optional<ProviderBudgetReport>>& reports) {
   auto latest = latestBudgetReports.get();
-  auto alerts = lowBudgetAlerts.get();
   for (const auto& report : reports) {
-    if (!report) continue;
-    latest.insert_or_assign(report->agentType, *report);
-    if (report->lowBudgetAlert)
-      alerts.insert_or_assign(report->agentType, *report->lowBudgetAlert);
-    else
-      alerts.erase(report->agentType);
+    if (report) latest.insert_or_assign(report->agentType, *report);
+  }
+  publishAsOfNow(std::move(latest));
+}
+
+void UsageCoordinator::publishAsOfNow(std::map<AgentType, ProviderBudgetReport> reports) {
+  const Date now = parts_.clock();
+  std::map<AgentType, LowBudgetAlert> alerts;
+  std::optional<double> nextLook;  // in seconds
+  for (auto& [agent, report] : reports) {
+    report.lowBudgetAlert = report.evaluateAlert(now);
+    if (!report.lowBudgetAlert) continue;
+    alerts.emplace(agent, *report.lowBudgetAlert);
+    const auto quota = report.quota.value();
+    if (!quota || !quota->resetsAt || *quota->resetsAt <= now) continue;
+    nextLook = std::min({*quota->resetsAt - now, alertCheckSeconds, nextLook.value_or(alertCheckSeconds)});
   }
   lowBudgetAlerts.set(std::move(alerts));
-  latestBudgetReports.set(std::move(latest));
+  latestBudgetReports.set(std::move(reports));
+  alertTimer_.reset();
+  if (!nextLook) return;
+  const auto delay = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(*nextLook));
+  alertTimer_ = parts_.mainQueue.timer(
+      delay, {}, weakly([](UsageCoordinator& self) { self.publishAsOfNow(self.latestBudgetReports.get()); }));
 }
 
 void UsageCoordinator::publishHookReport(const ProviderBudgetReport& report) {
@@ -140,8 +158,7 @@ void UsageCoordinator::resetUsageData(std::function<void()> done) {
     self.parts_.mainQueue.async(self.weakly([done = std::move(done)](UsageCoordinator& publisher) {
       publisher.todaySummary.set({});
       publisher.recentSessions.set({});
-      publisher.lowBudgetAlerts.set({});
-      publisher.latestBudgetReports.set({});
+      publisher.publishAsOfNow({});
       done();
     }));
     self.refreshSummaries();

@@ -32,6 +32,9 @@ class UsageCoordinator final : public std::enable_shared_from_this<UsageCoordina
   // A hook knows less than a provider: its report does not replace a provider's that is younger than this.
   static constexpr double providerReportKeepsSeconds = 15 * 60;
   static constexpr std::chrono::minutes syncInterval{5};
+  // The alert of a quota ends with its window: looked at when that is due, and as often as this in case the
+  // clock was set or the machine slept.
+  static constexpr double alertCheckSeconds = 60;
 
   struct Parts {
     Queue& mainQueue;
@@ -79,8 +82,10 @@ class UsageCoordinator final : public std::enable_shared_from_this<UsageCoordina
   template <class Member>
   auto weakly(Member task);
   void startProviders();
+  void startProvider(UsageProvider& provider);
   void publishReports(const std::vector<std::optional<ProviderBudgetReport>>& reports);
   void publishHookReport(const ProviderBudgetReport& report);
+  void publishAsOfNow(std::map<AgentType, ProviderBudgetReport> reports);
 
   const Parts parts_;
   const Log log_{"com.vigilo.app", "usage.coordinator"};
@@ -88,7 +93,8 @@ class UsageCoordinator final : public std::enable_shared_from_this<UsageCoordina
   bool isRunning_ VIGILO_GUARDED_BY(mutex_) = false;
   std::atomic<bool> summariesWait_{false};
   std::atomic<bool> reportsWait_{false};
-  CancelToken syncTimer_;  // on the coordinator's queue
+  CancelToken syncTimer_;   // on the coordinator's queue
+  CancelToken alertTimer_;  // on the main queue; only while the alert of a quota may end by itself
 };
 
 }  // namespace vigilo

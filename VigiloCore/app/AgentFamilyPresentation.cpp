@@ -173,7 +173,7 @@ std::optional<std::string> AgentFamilyPresentation::budgetSummaryLine() const {
 }
 
 std::optional<LowBudgetAlert> AgentFamilyPresentation::lowBudgetAlert() const {
-  return budgetReport ? budgetReport->evaluateAlert() : std::nullopt;
+  return budgetReport ? budgetReport->lowBudgetAlert : std::nullopt;
 }
 
 VIGILO_RECORD_CODING(AgentHostPresentation);

@@ -26,12 +26,14 @@ AccountQuotaBudget AccountQuotaBudget::ofUsedPercent(double usedPercent) {
   return budget;
 }
 
-std::optional<LowBudgetAlert> ProviderBudgetReport::evaluateAlert() const {
+std::optional<LowBudgetAlert> ProviderBudgetReport::evaluateAlert(Date now) const {
+  const auto known = quota.value();
+  const bool isReset = known && known->resetsAt && *known->resetsAt <= now;
   const auto left = [](const auto& metric) {
     const auto budget = metric.value();
     return budget ? std::optional(budget->percentageRemaining) : std::nullopt;
   };
-  return LowBudgetThreshold::evaluate(left(context), left(quota));
+  return LowBudgetThreshold::evaluate(left(context), isReset ? std::nullopt : left(quota));
 }
 
 VIGILO_RECORD_CODING(ProviderBudgetReport);

@@ -81,8 +81,9 @@ struct ProviderBudgetReport {
   Date lastUpdated;
   std::string source;
 
-  // The alert over what remains of context and quota.
-  std::optional<LowBudgetAlert> evaluateAlert() const;
+  // The alert over what remains of context and quota. A quota whose window has been reset by then alerts
+  // nobody.
+  std::optional<LowBudgetAlert> evaluateAlert(Date now) const;
 
   bool operator==(const ProviderBudgetReport&) const = default;
   static constexpr auto fields() {

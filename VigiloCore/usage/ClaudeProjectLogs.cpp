@@ -151,7 +151,7 @@ class ClaudeProjectLogs final : public UsageSource {
     report_ = reportOf(*event, now);
     report_->context = BudgetMetric<ContextBudget>::known(
         ContextBudget::of(*event->contextWindow, *event->totalTokens), 1.0, source);
-    report_->lowBudgetAlert = report_->evaluateAlert();
+    report_->lowBudgetAlert = report_->evaluateAlert(now);
   }
 
   std::optional<ProviderBudgetReport> latestReport() const override { return report_; }

@@ -245,7 +245,7 @@ class CodexRollouts final : public UsageSource, private LogVisitor {
     if (file_->quota) {
       report_->quota = BudgetMetric<AccountQuotaBudget>::known(*file_->quota, 1.0, "codex-rate-limits");
     }
-    report_->lowBudgetAlert = report_->evaluateAlert();
+    report_->lowBudgetAlert = report_->evaluateAlert(now_);
   }
 
   LogFolder folder_;

@@ -36,7 +36,7 @@ ProviderBudgetReport hookBudgetReport(const UsageEvent& event, Date now) {
     const auto context = ContextBudget::of(*event.contextWindow, event.effectiveTotalTokens().value_or(0));
     report.context = BudgetMetric<ContextBudget>::known(context, 1.0, hookUsageSource);
   }
-  report.lowBudgetAlert = report.evaluateAlert();
+  report.lowBudgetAlert = report.evaluateAlert(now);
   return report;
 }
 

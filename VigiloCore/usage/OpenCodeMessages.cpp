@@ -126,7 +126,7 @@ class OpenCodeMessages final : public UsageSource {
       report_->context =
           BudgetMetric<ContextBudget>::known(ContextBudget::of(*event.contextWindow, consumed), 1.0, source);
     }
-    report_->lowBudgetAlert = report_->evaluateAlert();
+    report_->lowBudgetAlert = report_->evaluateAlert(now);
   }
 
   OpenCodeDatabase database_;

@@ -16,8 +16,8 @@ PollingUsageProvider::~PollingUsageProvider() {
   stopMonitoring();
 }
 
-void PollingUsageProvider::startMonitoring(UsageBatchHandler onEvents) {
-  auto monitoring = std::make_shared<Monitoring>(Monitoring{std::move(onEvents)});
+void PollingUsageProvider::startMonitoring(UsageBatchHandler onEvents, NewReportHandler onReport) {
+  auto monitoring = std::make_shared<Monitoring>(Monitoring{std::move(onEvents), std::move(onReport)});
   const std::weak_ptr weak = monitoring;
   {
     const LockGuard guard(mutex_);
@@ -26,9 +26,9 @@ void PollingUsageProvider::startMonitoring(UsageBatchHandler onEvents) {
   queue_.async([this, weak] {
     const auto live = weak.lock();
     if (!live) return;
-    deliver(*live);
+    deliver(readNew(), *live);
     live->timer = queue_.timer(pollInterval, pollInterval, [this, weak] {
-      if (const auto stillLive = weak.lock()) deliver(*stillLive);
+      if (const auto stillLive = weak.lock()) deliver(readNew(), *stillLive);
     });
     onStarted_();
   });
@@ -45,30 +45,32 @@ void PollingUsageProvider::stopMonitoring() {
   queue_.sync([] {});
 }
 
-std::vector<UsageEvent> PollingUsageProvider::readNew() {
-  std::vector<UsageEvent> events;
-  source_->readNew(clock_(), [&events](UsageEvent event) { events.push_back(std::move(event)); });
+PollingUsageProvider::News PollingUsageProvider::readNew() {
+  News news;
+  source_->readNew(clock_(), [&news](UsageEvent event) { news.events.push_back(std::move(event)); });
   auto report = source_->latestReport();
   const LockGuard guard(mutex_);
+  news.hasReport = report != report_;
   report_ = std::move(report);
-  return events;
+  return news;
 }
 
-void PollingUsageProvider::deliver(const Monitoring& monitoring) {
-  auto events = readNew();
-  if (!events.empty()) monitoring.onEvents(std::move(events));
+void PollingUsageProvider::deliver(News news, const Monitoring& monitoring) {
+  if (!news.events.empty()) monitoring.onEvents(std::move(news.events));
+  if (news.hasReport) monitoring.onReport();
 }
 
 std::vector<UsageEvent> PollingUsageProvider::pollLatestEvents() {
   std::vector<UsageEvent> events;
   queue_.sync([this, &events] {
-    events = readNew();
+    News news = readNew();
+    events = news.events;
     std::shared_ptr<Monitoring> monitoring;
     {
       const LockGuard guard(mutex_);
       monitoring = monitoring_;
     }
-    if (monitoring && !events.empty()) monitoring->onEvents(events);
+    if (monitoring) deliver(std::move(news), *monitoring);
   });
   return events;
 }

@@ -19,7 +19,7 @@ class PollingUsageProvider : public UsageProvider {
   ~PollingUsageProvider() override;
 
   AgentType agentType() const override { return agentType_; }
-  void startMonitoring(UsageBatchHandler onEvents) override;
+  void startMonitoring(UsageBatchHandler onEvents, NewReportHandler onReport) override;
   void stopMonitoring() override;
   std::vector<UsageEvent> pollLatestEvents() override;
   std::optional<ProviderBudgetReport> latestBudgetReport() const override;
@@ -33,11 +33,17 @@ class PollingUsageProvider : public UsageProvider {
   // From a start to the next stop. Tasks on the queue hold it weakly: once it is gone, they do nothing.
   struct Monitoring {
     UsageBatchHandler onEvents;
+    NewReportHandler onReport;
     CancelToken timer{};  // the queue's
   };
 
-  void deliver(const Monitoring& monitoring);
-  std::vector<UsageEvent> readNew();
+  struct News {
+    std::vector<UsageEvent> events;
+    bool hasReport = false;  // another than before
+  };
+
+  static void deliver(News news, const Monitoring& monitoring);
+  News readNew();
 
   const AgentType agentType_;
   const std::unique_ptr<UsageSource> source_;

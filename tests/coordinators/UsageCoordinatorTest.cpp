@@ -16,9 +16,10 @@ class FakeProvider final : public UsageProvider {
   FakeProvider(AgentType agent, std::vector<std::string>& calls) : agent_(agent), calls_(calls) {}
 
   AgentType agentType() const override { return agent_; }
-  void startMonitoring(UsageBatchHandler onEvents) override {
+  void startMonitoring(UsageBatchHandler onEvents, NewReportHandler onReport) override {
     calls_.push_back("start " + std::string(rawValue(agent_)));
     deliver = std::move(onEvents);
+    tellOfReport = std::move(onReport);
   }
   void stopMonitoring() override {
     calls_.push_back("stop " + std::string(rawValue(agent_)));
@@ -28,6 +29,7 @@ class FakeProvider final : public UsageProvider {
   std::optional<ProviderBudgetReport> latestBudgetReport() const override { return report; }
 
   UsageBatchHandler deliver;
+  NewReportHandler tellOfReport;
   std::optional<ProviderBudgetReport> report;
 
  private:
@@ -52,7 +54,7 @@ class UsageCoordinatorTest : public testing::Test {
                                     AccountQuotaBudget::ofUsedPercent(quotaUsed), 1.0, "test"),
                                 .lastUpdated = time.now(),
                                 .source = "test"};
-    result.lowBudgetAlert = result.evaluateAlert();
+    result.lowBudgetAlert = result.evaluateAlert(time.now());
     return result;
   }
   HookEvent hook(AgentType agent, std::optional<std::int64_t> tokens) {
@@ -101,6 +103,50 @@ TEST_F(UsageCoordinatorTest, OnePollIsOneRefreshAndADuplicateIsNone) {
   time.runUntilIdle();
   EXPECT_EQ(published, 2);
   EXPECT_FALSE(usage->lowBudgetAlerts.get().contains(AgentType::codex)) << "the alert ends with its report";
+}
+
+TEST_F(UsageCoordinatorTest, AReportIsPublishedWithoutAnythingNewToRecord) {
+  usage->start();
+  time.runUntilIdle();
+  codex->deliver({turn(AgentType::codex, "a", 1)});
+  time.runUntilIdle();
+  // As after a restart of the host: the logs are read again, and all of it is on record.
+  codex->report = report(AgentType::codex, 92);
+  codex->deliver({turn(AgentType::codex, "a", 1)});
+  codex->tellOfReport();
+  time.runUntilIdle();
+  EXPECT_TRUE(usage->budgetReport(AgentType::codex));
+  EXPECT_TRUE(usage->lowBudgetAlerts.get().contains(AgentType::codex));
+}
+
+TEST_F(UsageCoordinatorTest, TheAlertOfAQuotaEndsWithItsWindow) {
+  usage->start();
+  time.runUntilIdle();
+  const auto withWindow = [this](AgentType agent, Date resetsAt) {
+    auto result = report(agent, 92);
+    auto quota = *result.quota.value();
+    quota.resetsAt = resetsAt;
+    result.quota = BudgetMetric<AccountQuotaBudget>::known(quota, 1.0, "test");
+    return result;
+  };
+  codex->report = withWindow(AgentType::codex, time.now() + 1800.5);
+  claude->report = withWindow(AgentType::claude, time.now() + 7200);
+  codex->tellOfReport();
+  time.runUntilIdle();
+  time.advance(1800);
+  EXPECT_EQ(usage->lowBudgetAlerts.get().size(), 2u);
+  time.advance(0.6);
+  EXPECT_FALSE(usage->lowBudgetAlerts.get().contains(AgentType::codex));
+  EXPECT_FALSE(usage->budgetReport(AgentType::codex)->lowBudgetAlert);
+  EXPECT_TRUE(usage->lowBudgetAlerts.get().contains(AgentType::claude));
+  // The machine slept: no timer has noticed.
+  time.setWallClock(time.now() + 7200);
+  time.advance(60);
+  EXPECT_TRUE(usage->lowBudgetAlerts.get().empty());
+  codex->report = withWindow(AgentType::codex, time.now() - 1);
+  codex->tellOfReport();
+  time.runUntilIdle();
+  EXPECT_TRUE(usage->lowBudgetAlerts.get().empty()) << "read from an old log";
 }
 
 TEST_F(UsageCoordinatorTest, AHookReportsUsageButNeverOverAFreshProvidersReport) {

@@ -54,7 +54,7 @@ class TopLayoutTest : public testing::Test {
       budget.quota = BudgetMetric<AccountQuotaBudget>::known(quota, 1, "test");
     }
     budget.cost = CostBudget{1.25, true};
-    budget.lowBudgetAlert = budget.evaluateAlert();
+    budget.lowBudgetAlert = budget.evaluateAlert(now);
     report().latestBudgetReports[agent] = budget;
   }
   void busyDay() {

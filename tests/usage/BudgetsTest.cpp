@@ -95,7 +95,7 @@ TEST(ProviderBudgetReport, JsonNamesTheCaseOfEachMetric) {
       .context = BudgetMetric<ContextBudget>::known(ContextBudget::of(100, 96), 1, "codex-rollout"),
       .quota = BudgetMetric<AccountQuotaBudget>::unavailable("Quota unavailable"),
       .source = "x"};
-  report.lowBudgetAlert = report.evaluateAlert();
+  report.lowBudgetAlert = report.evaluateAlert({});
   ASSERT_TRUE(report.lowBudgetAlert);
   EXPECT_EQ(report.lowBudgetAlert->level, LowBudgetLevel::exhausted);
   const std::string json = encodeRecord(report);

@@ -236,7 +236,7 @@ TEST_F(ClaudeUsageProviderTest, MonitoringDeliversTheBacklogThenPollsEveryThreeS
   write("a.jsonl", line("one") + "\n" + line("two") + "\n");
   const auto before = contents(home.path());
   std::vector<std::vector<std::string>> batches;
-  provider.startMonitoring([&](std::vector<UsageEvent> events) { batches.push_back(turns(events)); });
+  provider.startMonitoring([&](std::vector<UsageEvent> events) { batches.push_back(turns(events)); }, [] {});
   EXPECT_TRUE(batches.empty());  // it returns at once
   time.runUntilIdle();
   EXPECT_EQ(log.take(), std::vector<std::string>{"info [usage.claude] ClaudeUsageProvider active on " +

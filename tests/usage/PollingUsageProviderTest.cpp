@@ -38,6 +38,7 @@ TEST(PollingUsageProvider, NoBatchIsDeliveredAfterAStopHasReturned) {
   EndlessProvider provider(*queue);
   std::atomic<bool> isMonitoring = false;
   std::atomic<int> delivered = 0;
+  std::atomic<int> reported = 0;
   std::atomic<int> late = 0;
   std::atomic<bool> isDone = false;
   const auto others = std::async(std::launch::async, [&] {
@@ -48,7 +49,8 @@ TEST(PollingUsageProvider, NoBatchIsDeliveredAfterAStopHasReturned) {
   });
   for (int round = 0; round < 500 || delivered == 0; ++round) {
     isMonitoring = true;
-    provider.startMonitoring([&](std::vector<UsageEvent>) { ++(isMonitoring ? delivered : late); });
+    provider.startMonitoring([&](std::vector<UsageEvent>) { ++(isMonitoring ? delivered : late); },
+                             [&] { ++(isMonitoring ? reported : late); });
     if (round % 2 == 0) provider.pollLatestEvents();
     provider.stopMonitoring();
     isMonitoring = false;
@@ -57,6 +59,7 @@ TEST(PollingUsageProvider, NoBatchIsDeliveredAfterAStopHasReturned) {
   others.wait();
   EXPECT_EQ(late, 0);
   EXPECT_GT(delivered, 0);
+  EXPECT_GT(reported, 0);
   EXPECT_TRUE(provider.latestBudgetReport());
 }
 
