@@ -33,7 +33,8 @@ bool isBlank(std::string_view text) {
 // Numbers the lines of one file and passes those on that concern the visitor.
 class Lines {
  public:
-  explicit Lines(LogVisitor& visitor) : visitor_(visitor) {}
+  // `taken`: how many lines of the file came before.
+  Lines(LogVisitor& visitor, std::size_t& taken) : visitor_(visitor), index_(taken) {}
 
   bool take(std::string_view line, bool isTerminated) {
     if (isBlank(line)) return isTerminated;
@@ -62,7 +63,7 @@ class Lines {
   }
 
   LogVisitor& visitor_;
-  std::size_t index_ = 0;
+  std::size_t& index_;
 };
 
 }  // namespace
@@ -74,10 +75,10 @@ void LogFolder::readFile(const std::string& path, Known& known, LineReader& read
   if (!mark) return;
   const bool isFromStart =
       known.position.offset == 0 || !known.mark.isSameFile(*mark) || mark->size < known.position.offset;
-  if (isFromStart) known.position = {};
+  if (isFromStart) known = {};
   known.mark = *mark;
   visitor.beginFile(path, isFromStart);
-  Lines lines(visitor);
+  Lines lines(visitor, known.linesTaken);
   reader.read(fd.get(), known.position,
               [&lines](std::string_view line, bool isTerminated) { return lines.take(line, isTerminated); });
   visitor.endFile();

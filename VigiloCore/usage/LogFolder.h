@@ -18,8 +18,8 @@ class LogVisitor {
   virtual void beginFile(const std::string& path, bool isFromStart) = 0;
   // Whether the line is worth parsing: asked of every line, so it must be cheap.
   virtual bool concerns(std::string_view line) const = 0;
-  // Parses one line that concerns, numbered from 0 within what is new in this file. False where it is no JSON
-  // object. LineReader::padding bytes behind it may be read.
+  // Parses one line that concerns, numbered from 0 within its file, however often that was read meanwhile.
+  // False where it is no JSON object. LineReader::padding bytes behind it may be read.
   virtual bool takeLine(std::string_view line, std::size_t index) = 0;
   virtual void endFile() {}
 };
@@ -41,6 +41,7 @@ class LogFolder {
   struct Known {
     FileMark mark;
     LineReader::Position position;
+    std::size_t linesTaken = 0;
   };
 
   void readFile(const std::string& path, Known& known, LineReader& reader, LogVisitor& visitor);

@@ -1,5 +1,7 @@
 #include "usage/CodexUsageProvider.h"
 
+#include <set>
+
 #include "tests/usage/ProviderFixture.h"
 
 namespace vigilo::test {
@@ -99,6 +101,26 @@ TEST_F(CodexUsageProviderTest, TheTotalIsMadeUpWhereTheLineHasNone) {
   EXPECT_EQ(events[0].totalTokens, 10);
   EXPECT_EQ(events[1].totalTokens, 5);
   EXPECT_EQ(events[2].totalTokens, std::nullopt);
+}
+
+// As a plain release writes them. Every turn counts once, so its id must not depend on when it was read.
+TEST_F(CodexUsageProviderTest, TurnsWithoutAnOrdinalKeepTheirIdsHoweverTheFileIsRead) {
+  const std::string unnumbered = R"({"info":{"last_token_usage":{"input_tokens":7}}})";
+  std::vector<std::string> lines{turnContext("o1"), "\n", unnumbered + "\n", "rubbish\n",
+                                 unnumbered + "\r\n"};
+  for (int i = 0; i < 20; ++i) lines.push_back((i % 3 == 0 ? R"({"type":"other"})" : unnumbered) + "\n");
+  std::vector<std::string> followed;
+  home.write(rollout, "");
+  for (const std::string& line : lines) {
+    // Also where a line is still being written.
+    for (const std::string& part : {line.substr(0, line.size() / 2), line.substr(line.size() / 2)}) {
+      append(home.path(rollout), part);
+      for (const auto& id : turns(poll())) followed.push_back(id);
+    }
+  }
+  EXPECT_EQ(std::set(followed.begin(), followed.end()).size(), 15u);
+  CodexUsageProvider restarted(Directories::below(home.path()), *queue, time.clock());
+  EXPECT_EQ(turns(restarted.pollLatestEvents()), followed);
 }
 
 TEST_F(CodexUsageProviderTest, TheModelNamedLastInTheSameFileStandsIn) {
