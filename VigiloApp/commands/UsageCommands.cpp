@@ -13,7 +13,7 @@
 #include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/commands/UsageText.h"
-#include "VigiloApp/control/ControlClient.h"
+#include "VigiloApp/control/FetchReport.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "VigiloApp/host/UsageAnswers.h"
 #include "VigiloApp/host/UsageProviders.h"
@@ -36,11 +36,10 @@ class LogToStandardError {
   LogSink* const before_;
 };
 
-// Asks the running host, or the store's file. Reading never writes: the gate refuses everything, so that an
-// old or unreadable file stays as it is until a host deals with it. An unreadable one is no empty one.
-ControlResponse ask(const Directories& directories, const ControlRequest& request) {
-  if (auto response = ControlClient(directories.controlSocket()).request(request))
-    return *std::move(response);
+// Answers from the store's file. Reading never writes: the gate refuses everything, so that an old or
+// unreadable file stays as it is until a host deals with it. An unreadable one is no empty one.
+ControlResponse answerWithoutHost(const Directories& directories,
+                                  const std::function<ControlResponse(UsageStore&)>& answer) {
   UsageStore store(
       directories, [](const std::string&) { return false; }, Date::now);
   if (const auto reason = store.whyUnreadable()) {
@@ -49,7 +48,15 @@ ControlResponse ask(const Directories& directories, const ControlRequest& reques
                        ". It stays as it is; the next host that records usage keeps it beside the new one as "
                        "….unreadable."};
   }
-  return answerFromStore(request, store);
+  return answer(store);
+}
+
+// Asks the running host, or the store's file.
+ControlResponse ask(const Directories& directories, const ControlRequest& request) {
+  if (auto response = ControlClient(directories.controlSocket()).request(request))
+    return *std::move(response);
+  return answerWithoutHost(directories,
+                           [&request](UsageStore& store) { return answerFromStore(request, store); });
 }
 
 // Shows a response by `show`, or what is wrong with it.
@@ -163,20 +170,18 @@ int usageSessionsCommand(const Directories& directories, long long limit, bool j
 }
 
 int usageExportCommand(const Directories& directories, const std::optional<std::string>& file) {
-  ControlResponse last;
-  const ControlResponse summary = ask(directories, {.command = ControlCommand::usageSummary});
-  auto sessions = allSessions(directories, 1LL << 40, last);
-  int written = exitOk;
-  const int exitCode = finish(last, [&](const ControlResponse&) {
-    if (!sessions || !summary.usageSummary) return false;
-    const ExportPayload payload{.exportedAt = Date::now(),
-                                .todaySummary = *summary.usageSummary,
-                                .sessions = *std::move(sessions),
-                                .eventCount = last.usageEventCount.value_or(0)};
-    written = writeExport(directories, file, encodeRecord(payload, exportForm) + "\n");
-    return true;
-  });
-  return exitCode == exitOk ? written : exitCode;
+  FetchedReport fetched = fetchReport(ControlClient(directories.controlSocket()), ControlCommand::usageExport,
+                                      &ControlResponse::usageExport);
+  if (fetched.exitCode == exitNoHost) {
+    const auto response = answerWithoutHost(directories, [&fetched](UsageStore& store) {
+      fetched.text = store.exportPrivacySafeJSON();
+      return ControlResponse{};
+    });
+    fetched.exitCode = response.exitCode;
+    fetched.problem = response.message.value_or("");
+  }
+  if (!fetched.text) return fail(fetched.exitCode, fetched.problem);
+  return writeExport(directories, file, *fetched.text + "\n");
 }
 
 int usageResetCommand(const Directories& directories, bool yes) {

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "VigiloApp/control/DiagnosticsPages.h"
 #include "VigiloApp/control/LoginItemReport.h"
 #include "VigiloApp/control/RecentLog.h"
 #include "VigiloApp/control/StatusReport.h"
+#include "VigiloApp/control/TextPages.h"
 #include "support/RecordCoder.h"
 #include "support/RecordFields.h"
 
@@ -49,7 +49,8 @@ enum class ControlCommand {
   pause,
   resume,
   usageSummary,   // from, to
-  usageSessions,  // limit, offset; as many as fit, newest first, and the number of events on record
+  usageSessions,  // limit, offset; as many as fit, newest first
+  usageExport,    // first without a key; key, offset for the rest
   usageReset,
   budgets,
   loginStatus,
@@ -70,6 +71,7 @@ struct RawValues<ControlCommand> {
       std::pair{ControlCommand::resume, std::string_view("resume")},
       std::pair{ControlCommand::usageSummary, std::string_view("usageSummary")},
       std::pair{ControlCommand::usageSessions, std::string_view("usageSessions")},
+      std::pair{ControlCommand::usageExport, std::string_view("usageExport")},
       std::pair{ControlCommand::usageReset, std::string_view("usageReset")},
       std::pair{ControlCommand::budgets, std::string_view("budgets")},
       std::pair{ControlCommand::loginStatus, std::string_view("loginStatus")},
@@ -117,11 +119,11 @@ struct ControlResponse {
   std::optional<StatusReport> status;  // status, follow
   std::optional<UsageSummary> usageSummary;
   std::optional<std::vector<SessionUsageRecord>> usageSessions;
-  std::optional<std::int64_t> usageEventCount;
+  std::optional<TextPage> usageExport;
   std::optional<std::vector<ProviderBudgetReport>> budgets;
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
   std::optional<LoginItemReport> loginItem;           // loginStatus
-  std::optional<DiagnosticsPage> diagnostics;
+  std::optional<TextPage> diagnostics;
   std::optional<std::vector<UsageHour>> usageHours;  // oldest first
   std::optional<std::vector<LogEntry>> recentLog;    // newest last
 
@@ -134,7 +136,7 @@ struct ControlResponse {
                       field("settings", &R::settings),
                       field("usageSummary", &R::usageSummary),
                       field("usageSessions", &R::usageSessions),
-                      field("usageEventCount", &R::usageEventCount),
+                      field("usageExport", &R::usageExport),
                       field("budgets", &R::budgets),
                       field("loginItem", &R::loginItem),
                       field("diagnostics", &R::diagnostics),

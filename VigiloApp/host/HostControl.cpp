@@ -22,6 +22,8 @@ void HostControl::handle(const ControlRequest& request, const ControlServer::Res
     case ControlCommand::usageHours:
       return parts_.usage.ask(
           [request, respond](UsageStore& store) { respond(answerFromStore(request, store)); });
+    case ControlCommand::usageExport:
+      return answerUsageExport(request, respond);
     case ControlCommand::diagnostics:
       return answerDiagnostics(request, respond);
     case ControlCommand::loginStatus: {
@@ -61,27 +63,42 @@ void HostControl::answerBudgets(const ControlServer::Respond& respond) {
 }
 
 void HostControl::answerDiagnostics(const ControlRequest& request, const ControlServer::Respond& respond) {
-  ControlResponse response;
-  if (request.key) {
-    response.diagnostics = diagnostics_.page(*request.key, request.offset.value_or(0));
-    if (!response.diagnostics) {
-      response.exitCode = exitUnavailable;
-      response.message = "the report is not kept any more: ask for a new one";
-    }
-    return respond(std::move(response));
-  }
+  if (request.key) return answerLaterPage(request, &ControlResponse::diagnostics, respond);
   // With what the helper and the lid say now.
   parts_.mainQueue.async([this, respond] {
     parts_.status.fresh([this, respond](const StatusReport&) {
       parts_.coordinator.exportDiagnosticsJSON([this, respond](std::string json) {
-        parts_.queue.async([this, respond, json = std::move(json)]() mutable {
-          ControlResponse first;
-          first.diagnostics = diagnostics_.begin(std::move(json));
-          respond(std::move(first));
-        });
+        answerFirstPage(std::move(json), &ControlResponse::diagnostics, respond);
       });
     });
   });
+}
+
+void HostControl::answerUsageExport(const ControlRequest& request, const ControlServer::Respond& respond) {
+  if (request.key) return answerLaterPage(request, &ControlResponse::usageExport, respond);
+  parts_.usage.exportUsageJSON([this, respond](std::string json) {
+    answerFirstPage(std::move(json), &ControlResponse::usageExport, respond);
+  });
+}
+
+void HostControl::answerFirstPage(std::string report, PageField field,
+                                  const ControlServer::Respond& respond) {
+  parts_.queue.async([this, field, respond, report = std::move(report)]() mutable {
+    ControlResponse first;
+    first.*field = pages_.begin(std::move(report));
+    respond(std::move(first));
+  });
+}
+
+void HostControl::answerLaterPage(const ControlRequest& request, PageField field,
+                                  const ControlServer::Respond& respond) {
+  ControlResponse later;
+  later.*field = pages_.page(*request.key, request.offset.value_or(0));
+  if (!(later.*field)) {
+    later.exitCode = exitUnavailable;
+    later.message = "the report is not kept any more: ask for a new one";
+  }
+  respond(std::move(later));
 }
 
 void HostControl::answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond) {

@@ -2,8 +2,8 @@
 
 #include "VigiloApp/control/ControlProtocol.h"
 #include "VigiloApp/control/ControlServer.h"
-#include "VigiloApp/control/DiagnosticsPages.h"
 #include "VigiloApp/control/RecentLog.h"
+#include "VigiloApp/control/TextPages.h"
 #include "VigiloApp/host/StatusSource.h"
 #include "app/LaunchAtLoginController.h"
 #include "policy/SettingsStore.h"
@@ -34,11 +34,18 @@ class HostControl {
   void answerStatus(const ControlServer::Respond& respond);
   void answerBudgets(const ControlServer::Respond& respond);
   void answerDiagnostics(const ControlRequest& request, const ControlServer::Respond& respond);
+  void answerUsageExport(const ControlRequest& request, const ControlServer::Respond& respond);
   void answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond);
   void resetUsage(const ControlServer::Respond& respond);
 
+  // The field of a response that a report travels in.
+  using PageField = std::optional<TextPage> ControlResponse::*;
+  void answerLaterPage(const ControlRequest& request, PageField field, const ControlServer::Respond& respond);
+  // Answers with the first page of a report, from any queue.
+  void answerFirstPage(std::string report, PageField field, const ControlServer::Respond& respond);
+
   const Parts parts_;
-  DiagnosticsPages diagnostics_{parts_.queue};
+  TextPages pages_{parts_.queue};
 };
 
 }  // namespace vigilo

@@ -34,7 +34,6 @@ ControlResponse answerFromStore(const ControlRequest& request, UsageStore& store
                  sessions.begin() + static_cast<std::ptrdiff_t>(std::min(offset, sessions.size())));
   if (sessions.size() > limit) sessions.resize(limit);
   response.usageSessions = std::move(sessions);
-  response.usageEventCount = static_cast<std::int64_t>(store.eventCount());
   return response;
 }
 

@@ -139,6 +139,20 @@ class UsageTest(harness.TestCase):
             result = self.vigilo("usage", "export", name, cwd=self.home)
             self.assertEqual((result.returncode, (self.home / name).exists()), (code, code == 0), result.stderr)
 
+    def test_an_export_is_of_one_moment_however_long_it_is(self):
+        sessions = [{**CLAUDE_TURN, "sessionId": f"s{number}", "timestamp": f"{day}T12:00:00Z",
+                     "message": {**CLAUDE_TURN["message"], "id": f"m{number}"}}
+                    for number, day in enumerate(["2026-01-01", "2126-01-01"] * 300)]
+        self.claude.write_text("".join(json.dumps(line) + "\n" for line in sessions))
+        host = self.start_host()
+        wait_for("all turns", lambda: self.all_usage()["turnCount"] == 602)
+        export = json.loads(self.vigilo("usage", "export").stdout)
+        self.assertEqual((len(export["sessions"]), export["eventCount"]), (602, 602))
+        self.assertNotIn("claude", export["todaySummary"]["byAgent"], "today has an end, too")
+        host.stop()
+        without = json.loads(self.vigilo("usage", "export").stdout)
+        self.assertEqual({**without, "exportedAt": ""}, {**export, "exportedAt": ""})
+
     def test_a_store_that_cannot_be_read_is_kept(self):
         store = self.home / "Library/Application Support/Vigilo/usage_store.json"
         store.parent.mkdir(parents=True)

@@ -105,7 +105,6 @@ TEST(UsageAnswers, PagesOfSessionsJoinToTheWholeListInOrder) {
     EXPECT_LE(line.size(), controlMessageLimit);
     const auto page = decodeRecord<ControlResponse>(line, controlForm);
     ASSERT_TRUE(page && !page->usageSessions->empty());
-    EXPECT_EQ(page->usageEventCount, 1000);
     all.insert(all.end(), page->usageSessions->begin(), page->usageSessions->end());
   }
   EXPECT_GT(pages, 1);

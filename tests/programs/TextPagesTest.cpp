@@ -1,4 +1,4 @@
-#include "VigiloApp/control/DiagnosticsPages.h"
+#include "VigiloApp/control/TextPages.h"
 
 #include <gtest/gtest.h>
 
@@ -8,18 +8,18 @@
 namespace vigilo {
 namespace {
 
-class DiagnosticsPagesTest : public testing::Test {
+class TextPagesTest : public testing::Test {
  protected:
   test::VirtualTime time;
   const std::unique_ptr<Queue> queue = time.queue("control");
-  DiagnosticsPages pages{*queue};
+  TextPages pages{*queue};
 };
 
-TEST_F(DiagnosticsPagesTest, TheyFitAMessageEachAndAreTheWholeReportTogether) {
+TEST_F(TextPagesTest, TheyFitAMessageEachAndAreTheWholeReportTogether) {
   for (const char* unit : {"\"", "é", "€", "😀", "x"}) {
     std::string text = "a";
     while (text.size() < 100'000) text += unit;
-    DiagnosticsPage page = pages.begin(text);
+    TextPage page = pages.begin(text);
     std::string joined;
     for (;;) {
       ControlResponse response;
@@ -38,7 +38,7 @@ TEST_F(DiagnosticsPagesTest, TheyFitAMessageEachAndAreTheWholeReportTogether) {
   }
 }
 
-TEST_F(DiagnosticsPagesTest, AReaderThatGoesAwayCostsNothingForLong) {
+TEST_F(TextPagesTest, AReaderThatGoesAwayCostsNothingForLong) {
   const std::string text(100'000, 'x');
   const std::string slow = pages.begin(text).id;
   time.advance(9);
@@ -54,7 +54,7 @@ TEST_F(DiagnosticsPagesTest, AReaderThatGoesAwayCostsNothingForLong) {
   EXPECT_FALSE(pages.page(first, 0)) << "at most four are kept";
 }
 
-TEST_F(DiagnosticsPagesTest, APlaceOutsideTheReportIsRefused) {
+TEST_F(TextPagesTest, APlaceOutsideTheReportIsRefused) {
   const std::string id = pages.begin(std::string(100'000, 'x')).id;
   for (const std::int64_t offset : {std::int64_t{-1}, std::int64_t{100'001}, INT64_MAX, INT64_MIN})
     EXPECT_FALSE(pages.page(id, offset)) << offset;
