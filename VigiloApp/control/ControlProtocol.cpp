@@ -38,7 +38,7 @@ template <class T>
 void cutTexts(T& value, std::size_t limit) {
   if constexpr (std::is_same_v<T, std::string>) {
     if (value.size() > limit) value = shortened(value, limit);
-  } else if constexpr (std::is_same_v<T, DiagnosticsPage>) {
+  } else if constexpr (std::is_same_v<T, TextPage>) {
     // A piece of a report has a size of its own.
   } else if constexpr (RecordType<T>) {
     std::apply([&](const auto&... field) { (cutTexts(value.*field.member, limit), ...); }, T::fields());
