@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,6 +12,10 @@
 
 namespace vigilo {
 
+// A longer command ends with the character that reaches this many bytes. `ps` cuts each line at 128 KiB, with
+// a pid in it that is as wide as the largest that the machine may give.
+inline constexpr std::size_t longestCommand = 128 * 1024 - 16;
+
 // One process as `ps -axo pid,command` prints it. A plain value.
 struct ProcessLine {
   std::int32_t pid = 0;
@@ -20,8 +25,8 @@ struct ProcessLine {
 };
 
 // Reads one line of `ps -axo pid,command`: blanks around it are dropped, and the command begins behind the
-// first blank. Absent for the heading, for a process that has ended ("[cat] <defunct>": its parent has not
-// looked at its end yet) and for whatever else is no such line.
+// first blank, and is no longer than `longestCommand`. Absent for the heading, for a process that has ended
+// ("[cat] <defunct>": its parent has not looked at its end yet) and for whatever else is no such line.
 std::optional<ProcessLine> parseProcessLine(std::string_view line);
 
 // What runs on the machine. Blocks for as long as the source takes, which is milliseconds where nothing

@@ -115,6 +115,21 @@ TEST(ProcessTable, BothSourcesYieldTheSameLinesOnThisMachine) {
   EXPECT_EQ(lineOf(psBefore, zombie.pid()), nullptr);
 }
 
+// `ps` makes its first column as wide as the machine's largest pid, and cuts the line, not the command.
+TEST(ProcessTable, ACommandEndsAtTheSamePlaceHoweverWideThePidsAre) {
+  const std::string longCommand(longestCommand - 2, 'x');
+  for (const std::string tail :
+       {"yyy", "\xE6\x97\xA5\xE6\x97\xA5\xE6\x97\xA5", "y    y", "y\xC3\xBC\xC3\xBC"}) {
+    test::ProcFixture proc;
+    proc.add(7, {.arguments = longCommand + tail + std::string(30'000, 'z')});
+    const Lines expected = ProcProcessTable(proc.path()).read().value();
+    for (const char* pid : {"    7 ", "      7 ", "         7 "}) {
+      const std::string line = pid + longCommand + tail + std::string(30'000, 'z');
+      EXPECT_EQ(parseProcessLine(std::string_view(line).substr(0, 128 * 1024)), expected.front()) << tail;
+    }
+  }
+}
+
 TEST(ProcProcessTable, NamesWhatHasNoArguments) {
   test::ProcFixture proc;
   ProcProcessTable table(proc.path());

@@ -4,6 +4,8 @@
 #include <cwchar>
 #include <cwctype>
 
+#include "platform/ProcessTable.h"
+
 namespace vigilo {
 namespace {
 
@@ -49,7 +51,7 @@ std::string printableText(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
   const locale_t before = utf8Locale() != nullptr ? ::uselocale(utf8Locale()) : nullptr;
-  while (!bytes.empty() && text.size() < printableLimit) {
+  while (!bytes.empty() && text.size() < longestCommand) {
     const char byte = bytes.front();
     if (static_cast<unsigned char>(byte) >= 0x80) {
       appendBeyondAscii(text, bytes);
