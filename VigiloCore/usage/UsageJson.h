@@ -23,6 +23,15 @@ static_assert(simdjson::SIMDJSON_PADDING <= LineReader::padding);
 // Deeper nesting is refused, as it would use up the stack.
 inline constexpr int deepestLevel = 512;
 
+// Some releases of the library want to be told that characters are not to be replaced.
+template <class Field>
+auto keyOf(Field& field) {
+  if constexpr (requires { field.unescaped_key(); })
+    return field.unescaped_key();
+  else
+    return field.unescaped_key(false);
+}
+
 // Calls `onField(key, value)` for each field and ends where that returns false.
 template <class Object, class OnField>
 bool visitFields(Object object, OnField& onField) {
@@ -30,7 +39,7 @@ bool visitFields(Object object, OnField& onField) {
     simdjson::ondemand::field field;
     std::string_view key;
     if (std::move(result).get(field) != simdjson::SUCCESS) return false;
-    if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
+    if (keyOf(field).get(key) != simdjson::SUCCESS) return false;
     if (!onField(key, field.value())) return false;
   }
   return true;

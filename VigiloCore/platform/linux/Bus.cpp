@@ -30,7 +30,7 @@ T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
 // starting a thread for it.
 struct Logind {
   std::unique_ptr<sdbus::IConnection> connection = sdbus::createSystemBusConnection();
-  std::unique_ptr<sdbus::IProxy> proxy = sdbus::createProxy(*connection, logindName, logindPath);
+  std::unique_ptr<sdbus::IProxy> proxy = makeProxy(*connection, logindName, logindPath);
 
   template <class T>
   T property(const char* name) {
@@ -77,7 +77,7 @@ Result<UniqueFd, Error> inhibit(const std::string& what, const std::string& why)
         .storeResultsTo(fd);
     // The library's descriptor is inherited by children; ours must not be, or they would keep the hold.
     UniqueFd own(::fcntl(fd.get(), F_DUPFD_CLOEXEC, 3));
-    if (!own) throw sdbus::Error("org.freedesktop.DBus.Error.LimitsExceeded", "no descriptor left");
+    if (!own) throw makeError("org.freedesktop.DBus.Error.LimitsExceeded", "no descriptor left");
     return own;
   });
 }
@@ -118,10 +118,10 @@ Result<std::string, Error> powerProfile() {
          {Place{"org.freedesktop.UPower.PowerProfiles", "/org/freedesktop/UPower/PowerProfiles"},
           Place{"net.hadess.PowerProfiles", "/net/hadess/PowerProfiles"}}) {
       if (!hasOwner(*connection, place.name)) continue;
-      const auto proxy = sdbus::createProxy(*connection, place.name, place.path);
+      const auto proxy = makeProxy(*connection, place.name, place.path);
       return property<std::string>(*proxy, place.name, "ActiveProfile");
     }
-    throw sdbus::Error("org.freedesktop.DBus.Error.ServiceUnknown", "no power profiles service runs");
+    throw makeError("org.freedesktop.DBus.Error.ServiceUnknown", "no power profiles service runs");
   });
 }
 
@@ -136,7 +136,7 @@ struct SessionConnection::Bus {
   std::uint64_t ownerChanges VIGILO_GUARDED_BY(mutex) = 0;
 
   std::unique_ptr<sdbus::IProxy> proxyOf(SessionService service) VIGILO_REQUIRES(mutex) {
-    return sdbus::createProxy(*connection, namesOf(service).name, namesOf(service).path);
+    return makeProxy(*connection, namesOf(service).name, namesOf(service).path);
   }
 };
 
@@ -153,8 +153,7 @@ Result<std::shared_ptr<SessionConnection>, Error> SessionConnection::open() {
           "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
           "member='NameOwnerChanged',arg0='" +
           std::string(service.name) + "'";
-      bus->connection->addMatch(
-          rule, [changes = &bus->ownerChanges](sdbus::Message&) { ++*changes; }, sdbus::floating_slot);
+      addMatch(*bus->connection, rule, [changes = &bus->ownerChanges](sdbus::Message&) { ++*changes; });
     }
     return std::shared_ptr<SessionConnection>(new SessionConnection(std::move(bus)));
   });
@@ -199,7 +198,7 @@ void SessionConnection::uninhibit(const Inhibition& inhibition) {
     const LockGuard guard(bus_->mutex);
     const SessionServiceNames& names = namesOf(inhibition.service);
     if (inhibition.service == SessionService::portal) {
-      sdbus::createProxy(*bus_->connection, names.name, inhibition.request)
+      makeProxy(*bus_->connection, names.name, inhibition.request)
           ->callMethod(names.uninhibit)
           .onInterface("org.freedesktop.portal.Request")
           .withTimeout(callLimit);
@@ -217,8 +216,7 @@ void SessionConnection::uninhibit(const Inhibition& inhibition) {
 std::optional<std::uint64_t> SessionConnection::generation() {
   const auto changes = attempt<std::uint64_t>([&] {
     const LockGuard guard(bus_->mutex);
-    while (bus_->connection->processPendingRequest()) {
-    }
+    processPending(*bus_->connection);
     return bus_->ownerChanges;
   });
   return changes ? std::optional(*changes) : std::nullopt;

@@ -35,7 +35,7 @@ void expectAnswerFrom(const std::string& path) {
   if (sendOnce(fd.get(), "\0AUTH\r\n"sv) < 0) return;
   char first = 0;
   if (::recv(fd.get(), &first, 1, 0) < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-    throw sdbus::Error("org.freedesktop.DBus.Error.Timeout", "the session bus does not answer");
+    throw makeError("org.freedesktop.DBus.Error.Timeout", "the session bus does not answer");
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ Error translate(const sdbus::Error& error) {
 }
 
 bool hasOwner(sdbus::IConnection& connection, const char* name) {
-  auto daemon = sdbus::createProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+  auto daemon = makeProxy(connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
   bool owned = false;
   daemon->callMethod("NameHasOwner")
       .onInterface("org.freedesktop.DBus")

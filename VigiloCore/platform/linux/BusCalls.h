@@ -1,11 +1,10 @@
 #pragma once
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <chrono>
 #include <memory>
 
 #include "platform/linux/Bus.h"
+#include "platform/linux/BusLibrary.h"
 
 // What the files that speak to a bus have in common. The bus library is seen here and in Bus*.cpp only.
 // Thread-safe as far as the connection is.

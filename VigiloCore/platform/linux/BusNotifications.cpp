@@ -30,8 +30,7 @@ std::map<std::string, sdbus::Variant> hintsOf(const NotificationsConnection::Mes
 
 struct NotificationsConnection::Bus {
   std::unique_ptr<sdbus::IConnection> connection = openSessionBus();
-  std::unique_ptr<sdbus::IProxy> daemon =
-      sdbus::createProxy(*connection, busInterface, "/org/freedesktop/DBus");
+  std::unique_ptr<sdbus::IProxy> daemon = makeProxy(*connection, busInterface, "/org/freedesktop/DBus");
 
   // What the bus itself answers to a question about the service's name.
   template <class T>
@@ -88,7 +87,7 @@ Result<std::string, Error> NotificationsConnection::provider() {
 Result<std::vector<std::string>, Error> NotificationsConnection::capabilities(const std::string& provider) {
   return attempt<std::vector<std::string>>([&] {
     std::vector<std::string> capabilities;
-    sdbus::createProxy(*bus_->connection, provider, servicePath)
+    makeProxy(*bus_->connection, provider, servicePath)
         ->callMethod("GetCapabilities")
         .onInterface(serviceName)
         .withTimeout(callLimit)
@@ -102,7 +101,7 @@ Result<std::uint32_t, Error> NotificationsConnection::notify(const std::string& 
   return attempt<std::uint32_t>([&] {
     std::uint32_t id = 0;
     const std::vector<std::string> actions;
-    sdbus::createProxy(*bus_->connection, provider, servicePath)
+    makeProxy(*bus_->connection, provider, servicePath)
         ->callMethod("Notify")
         .onInterface(serviceName)
         .withTimeout(callLimit)

@@ -51,7 +51,7 @@ struct ShortcutsConnection::Bus {
   std::vector<Event> events;
   std::string session;
   // In the connection's order: they end before it.
-  std::unique_ptr<sdbus::IProxy> portal = sdbus::createProxy(*connection, portalName, portalPath);
+  std::unique_ptr<sdbus::IProxy> portal = makeProxy(*connection, portalName, portalPath);
   std::unique_ptr<sdbus::IProxy> createRequest, bindRequest, sessionProxy;
 
   Bus();
@@ -63,27 +63,25 @@ struct ShortcutsConnection::Bus {
   void listenToSession();
 };
 
-// In each handler `error` says that the signal does not hold what it should; such a one is passed over.
+// The library passes over a signal that does not hold what its handler takes.
 ShortcutsConnection::Bus::Bus() {
-  if (!watched) throw sdbus::Error("org.freedesktop.DBus.Error.LimitsExceeded", "no descriptor left");
+  if (!watched) throw makeError("org.freedesktop.DBus.Error.LimitsExceeded", "no descriptor left");
   connection->setMethodCallTimeout(std::chrono::microseconds(callLimit).count());
-  connection->addMatch(
-      "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
-      "member='NameOwnerChanged',arg0='" +
-          std::string(portalName) + "'",
-      [this](sdbus::Message& message) {
-        std::string name, before, now;
-        message >> name >> before >> now;
-        note(Event::Kind::serviceChanged, 0, now);
-      },
-      sdbus::floating_slot);
+  addMatch(*connection,
+           "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+           "member='NameOwnerChanged',arg0='" +
+               std::string(portalName) + "'",
+           [this](sdbus::Message& message) {
+             std::string name, before, now;
+             message >> name >> before >> now;
+             note(Event::Kind::serviceChanged, 0, now);
+           });
   portal->uponSignal("Activated")
       .onInterface(shortcutsInterface)
-      .call([this](const sdbus::Error* error, const sdbus::ObjectPath& of, const std::string& id,
-                   std::uint64_t, const Dictionary&) {
-        if (error == nullptr && of == session) note(Event::Kind::activated, 0, id);
+      .call([this](const sdbus::ObjectPath& of, const std::string& id, std::uint64_t, const Dictionary&) {
+        if (of == session) note(Event::Kind::activated, 0, id);
       });
-  portal->finishRegistration();
+  finishRegistration(*portal);
 }
 
 std::unique_ptr<sdbus::IProxy> ShortcutsConnection::Bus::awaitAnswer(const std::string& token,
@@ -91,24 +89,19 @@ std::unique_ptr<sdbus::IProxy> ShortcutsConnection::Bus::awaitAnswer(const std::
   // The path of a request follows from the caller's name on the bus and its token.
   std::string caller = connection->getUniqueName().substr(1);
   std::replace(caller.begin(), caller.end(), '.', '_');
-  auto request = sdbus::createProxy(*connection, portalName,
-                                    std::string(portalPath) + "/request/" + caller + "/" + token);
-  request->uponSignal("Response")
-      .onInterface("org.freedesktop.portal.Request")
-      .call([answered = std::move(answered)](const sdbus::Error* error, std::uint32_t response,
-                                             const Dictionary& results) {
-        if (error == nullptr) answered(response, results);
-      });
-  request->finishRegistration();
+  auto request =
+      makeProxy(*connection, portalName, std::string(portalPath) + "/request/" + caller + "/" + token);
+  request->uponSignal("Response").onInterface("org.freedesktop.portal.Request").call(std::move(answered));
+  finishRegistration(*request);
   return request;
 }
 
 void ShortcutsConnection::Bus::listenToSession() {
-  sessionProxy = sdbus::createProxy(*connection, portalName, session);
-  sessionProxy->uponSignal("Closed")
-      .onInterface("org.freedesktop.portal.Session")
-      .call([this](const sdbus::Error*) { note(Event::Kind::sessionClosed, 0, ""); });
-  sessionProxy->finishRegistration();
+  sessionProxy = makeProxy(*connection, portalName, session);
+  sessionProxy->uponSignal("Closed").onInterface("org.freedesktop.portal.Session").call([this] {
+    note(Event::Kind::sessionClosed, 0, "");
+  });
+  finishRegistration(*sessionProxy);
 }
 
 ShortcutsConnection::ShortcutsConnection(std::unique_ptr<Bus> bus) : bus_(std::move(bus)) {}
@@ -125,8 +118,7 @@ int ShortcutsConnection::descriptor() const {
 
 std::optional<std::vector<Event>> ShortcutsConnection::process() {
   auto events = attempt<std::vector<Event>>([&] {
-    while (bus_->connection->processPendingRequest()) {
-    }
+    processPending(*bus_->connection);
     return std::exchange(bus_->events, {});
   });
   return events ? std::optional(*std::move(events)) : std::nullopt;
