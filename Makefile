@@ -5,7 +5,8 @@
 # make install [PREFIX=/usr/local] [DESTDIR=]     installs what is built; make uninstall removes it again
 # make deb                                        builds, and leaves a Debian package in build/
 #
-# Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make bench, make format.
+# Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make check-distros (on other
+# systems, as root), make bench, make format.
 
 BUILD ?= build
 CMAKE_FLAGS ?=
@@ -15,7 +16,7 @@ INSTALLED ?= $(BUILD)/installed.txt
 GENERATE = cmake -S . -B $(BUILD) -G Ninja $(CMAKE_FLAGS)
 TEST = ctest --test-dir $(BUILD) --output-on-failure --no-tests=error -j $$(nproc)
 
-.PHONY: build run test check-long bench install uninstall deb format clean
+.PHONY: build run test check-long check-distros bench install uninstall deb format clean
 .DEFAULT_GOAL := build
 
 build:
@@ -23,7 +24,10 @@ build:
 	@$(GENERATE) -DVIGILO_TESTS=OFF -DVIGILO_BENCH=OFF >$(BUILD).log 2>&1 || { cat $(BUILD).log; rm -f $(BUILD).log; exit 1; }; rm -f $(BUILD).log
 	@cmake --build $(BUILD)
 
-run: build
+# All packages at once: who is asked for a password is asked once.
+run:
+	@tools/install-packages build run
+	@$(MAKE) --no-print-directory build
 	@exec tools/run $(BUILD)/bin
 
 test:
@@ -35,6 +39,10 @@ test:
 check-long:
 	@tools/install-packages build test check package
 	@tools/check-long
+
+check-distros:
+	@tools/install-packages check
+	@tools/check-distros
 
 bench:
 	@tools/install-packages build test check
@@ -62,5 +70,7 @@ deb: build
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i
 
+# All but the list of what is to be uninstalled.
 clean:
-	@rm -rf $(BUILD)
+	@test ! -d $(BUILD) || find $(BUILD) -mindepth 1 -maxdepth 1 ! -name installed.txt -exec rm -rf {} +
+	@rmdir $(BUILD) 2>/dev/null || :

@@ -58,6 +58,26 @@ class InstallationTest(harness.TestCase):
         run("make", "-C", harness.SOURCE, "uninstall", *variables, check=True)
         self.assertEqual([path for path in root.rglob("*") if not path.is_dir()], [])
 
+    def test_what_is_to_be_uninstalled_is_known_after_cleaning(self):
+        build, root = self.folder(), self.folder()
+        (build / "bin").mkdir()
+        (build / "installed.txt").write_text("/opt/some/vigilo\n")
+        (root / "opt/some").mkdir(parents=True)
+        (root / "opt/some/vigilo").touch()
+        for target in ("clean", "uninstall", "clean"):
+            run("make", "-C", harness.SOURCE, target, f"BUILD={build}", f"DESTDIR={root}", check=True)
+        self.assertEqual(list((root / "opt/some").iterdir()), [])
+        self.assertFalse(build.exists())
+
+    def test_missing_and_old_libraries_are_named(self):
+        modules = self.folder()
+        (modules / "sdbus-c++.pc").write_text("Name: old\nDescription: old\nVersion: 1.1.0\n")
+        done = run("cmake", "-S", harness.SOURCE, "-B", self.folder() / "build", "-DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON",
+                   env={**os.environ, "PKG_CONFIG_PATH": str(modules)})
+        self.assertNotEqual(done.returncode, 0)
+        said = " ".join(done.stderr.split())
+        self.assertRegex(said, r"needs CLI11 [\d.]+ or later \(there is none\), sdbus-c\+\+ 1.2 or later \(here is 1.1.0\)\.")
+
     def test_systemd_takes_the_units_and_finds_little_to_expose(self):
         prefix = self.folder()
         self.install(prefix)
