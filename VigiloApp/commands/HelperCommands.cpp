@@ -1,10 +1,12 @@
 #include "VigiloApp/commands/HelperCommands.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/HelperReport.h"
 #include "VigiloApp/control/ControlClient.h"
+#include "VigiloApp/host/InstanceLock.h"
 #include "helper/HelperTransport.h"
 #include "platform/HelperInstallation.h"
 #include "support/RecordCoder.h"
@@ -20,6 +22,26 @@ std::optional<Date> holdingSince(const Directories& directories) {
   return hold != nullptr && hold->requiresDeepHold ? host->status->protectionStartedAt : std::nullopt;
 }
 
+std::optional<pid_t> runningHost(const Directories& directories) {
+  // To look leaves nothing behind where there never was a host.
+  if (std::error_code error; !std::filesystem::exists(directories.instanceLock(), error)) return std::nullopt;
+  const auto attempt = InstanceLock::tryTake(directories.instanceLock(), InstanceLock::Role::command);
+  const bool runs = attempt.holder && attempt.holder->role == InstanceLock::Role::host;
+  return runs ? std::optional(attempt.holder->pid) : std::nullopt;
+}
+
+std::optional<HelperResponse> askHelperAt(const std::string& socket, HelperCommand command) {
+  const std::string request = encodeRecord(HelperRequest{command, std::nullopt, std::nullopt});
+  std::optional<HelperResponse> result;
+  SocketHelperTransport().exchange(socket, request,
+                                   [&](HelperTransport::Outcome outcome, const std::string& reply) {
+                                     if (outcome != HelperTransport::Outcome::answered) return;
+                                     if (auto response = decodeRecord<HelperResponse>(reply))
+                                       result = *response;
+                                   });
+  return result;
+}
+
 HelperReport reportOn(const Directories& directories) {
   const HelperInstallation installation = findHelperInstallation();
   HelperReport report;
@@ -29,7 +51,8 @@ HelperReport reportOn(const Directories& directories) {
   if (const auto answer = askHelper(directories, HelperCommand::status)) {
     report.isRunning = true;
     report.socket = answer->socket;
-    report.isSystemHelper = answer->socket == rootHelperSocket;
+    report.isSystemHelper = answer->isSystemHelper;
+    report.isBesideHost = answer->isBesideHost;
     report.status = answer->response.status;
   }
   report.isInstalled = report.isRunning || report.unitFile || report.program;
@@ -41,17 +64,16 @@ HelperReport reportOn(const Directories& directories) {
 }  // namespace
 
 std::optional<HelperAnswer> askHelper(const Directories& directories, HelperCommand command) {
-  SocketHelperTransport transport;
-  std::optional<HelperAnswer> result;
   for (const std::string& path : {std::string(rootHelperSocket), directories.helperSocket()}) {
-    const std::string request = encodeRecord(HelperRequest{command, std::nullopt, std::nullopt});
-    transport.exchange(path, request, [&](HelperTransport::Outcome outcome, const std::string& reply) {
-      if (outcome != HelperTransport::Outcome::answered) return;
-      if (auto response = decodeRecord<HelperResponse>(reply)) result = {path, *response};
-    });
-    if (result) break;
+    if (auto response = askHelperAt(path, command))
+      return HelperAnswer{path, path == rootHelperSocket, false, *std::move(response)};
   }
-  return result;
+  const auto host = runningHost(directories);
+  if (!host) return std::nullopt;
+  const std::string path = rootHelperSocketOf(*host);
+  auto response = askHelperAt(path, command);
+  if (!response) return std::nullopt;
+  return HelperAnswer{path, true, true, *std::move(response)};
 }
 
 int helperStatusCommand(const Directories& directories, bool json) {

@@ -16,10 +16,12 @@ int helperUninstallCommand(const Directories& directories);
 
 struct HelperAnswer {
   std::string socket;
+  bool isSystemHelper = false;
+  bool isBesideHost = false;  // in a file system of the running host's own
   HelperResponse response;
 };
-// Asks the helper at the first path where one answers; absent when none does. Blocks for two seconds a path
-// at most.
+// Asks the helper at the first path where one answers, at last where the running host of this user would find
+// it; absent when none does. Blocks for two seconds a path at most.
 std::optional<HelperAnswer> askHelper(const Directories& directories, HelperCommand command);
 
 }  // namespace vigilo

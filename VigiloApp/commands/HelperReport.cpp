@@ -70,6 +70,8 @@ std::optional<std::string> helperAdvice(const HelperReport& report) {
     return std::string("logind refuses or is missing: see the helper's log, ") +
            (report.isSystemHelper ? itsLog : "where it was started") + ".";
   }
+  if (report.isBesideHost)
+    return "It runs beside this user's host, in a file system of their own, where nobody else reaches it.";
   if (!report.isSystemHelper)
     return "It runs without root and holds only what the machine's policy lets its user hold.";
   return std::nullopt;

@@ -16,6 +16,7 @@ struct HelperReport {
   bool isRunning = false;               // it answers
   std::optional<std::string> socket;    // at which it answers
   bool isSystemHelper = false;          // it answers as the system's: as root
+  bool isBesideHost = false;            // in a file system of this user's host's own
   std::optional<std::string> unitFile;  // the service manager's
   bool isUnitEnabled = false;           // it starts with the machine
   std::optional<std::string> program;
@@ -29,6 +30,7 @@ struct HelperReport {
                       field("isRunning", &R::isRunning),
                       field("socket", &R::socket),
                       field("isSystemHelper", &R::isSystemHelper),
+                      field("isBesideHost", &R::isBesideHost),
                       field("unitFile", &R::unitFile),
                       field("isUnitEnabled", &R::isUnitEnabled),
                       field("program", &R::program),

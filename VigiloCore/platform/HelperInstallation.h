@@ -1,5 +1,6 @@
 #pragma once
 
+#include <sys/types.h>
 #include <optional>
 #include <string>
 
@@ -14,5 +15,8 @@ struct HelperInstallation {
 
 // Looks at the files only. Thread-safe.
 HelperInstallation findHelperInstallation();
+
+// Where the system's helper listens for a process that may have a file system of its own.
+std::string rootHelperSocketOf(pid_t process);
 
 }  // namespace vigilo

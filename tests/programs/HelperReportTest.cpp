@@ -14,6 +14,11 @@ HelperReport running(bool asRoot, bool active, bool inForce) {
               .isHelperInstalled = true, .isDeepHoldActive = active, .currentSystemSleepDisabled = inForce}};
 }
 
+HelperReport besideHost(HelperReport report) {
+  report.isBesideHost = true;
+  return report;
+}
+
 TEST(HelperReport, SaysHowItIsAndWhatToDo) {
   struct Row {
     HelperReport report;
@@ -29,7 +34,8 @@ TEST(HelperReport, SaysHowItIsAndWhatToDo) {
       {running(true, false, false), "holds nothing", {}},
       {running(true, true, true), "holds system sleep off, also with the lid closed", {}},
       {running(true, true, false), "not in force, so a closed lid suspends", "journalctl"},
-      {running(false, true, true), "holds system sleep off", "without root"}};
+      {running(false, true, true), "holds system sleep off", "without root"},
+      {besideHost(running(true, true, true)), "holds system sleep off", "nobody else reaches it"}};
   for (const auto& [report, state, advice] : rows) {
     const auto found = helperAdvice(report);
     EXPECT_EQ(found.has_value(), advice.has_value()) << state;

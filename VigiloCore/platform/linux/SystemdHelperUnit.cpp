@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "platform/Directories.h"
 #include "platform/ExecutablePath.h"
 #include "support/AtomicFile.h"
 
@@ -70,6 +71,10 @@ HelperInstallation findHelperUnit(const std::string& root, const std::string& ow
 
 HelperInstallation findHelperInstallation() {
   return findHelperUnit("", executablePath().value_or(""));
+}
+
+std::string rootHelperSocketOf(pid_t process) {
+  return "/proc/" + std::to_string(process) + "/root" + rootHelperSocket;
 }
 
 }  // namespace vigilo
