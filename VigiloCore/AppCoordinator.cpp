@@ -148,7 +148,8 @@ void AppCoordinator::refreshInputsAfterPause(Date now) {
   const bool gap = lastTick_ && (now - *lastTick_ > resumeGapSeconds || now < *lastTick_);
   lastTick_ = now;
   if (!gap) return;
-  log_.info("The clock moved by itself (a sleep, or the time was set): reading every input again");
+  Log("com.vigilo.app", "clock")
+      .info("The clock moved by itself (a sleep, or the time was set): reading every input again");
   parts_.batteryMonitor->refresh();
   parts_.thermalMonitor->refresh();
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "VigiloApp/commands/DurationText.h"
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "support/RecordCoding.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "VigiloApp/commands/Failure.h"
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "support/RecordCoder.h"
@@ -16,7 +16,7 @@ int logCommand(const Directories& directories, bool json) {
   if (!response || !response->recentLog) return fail(response);
   if (json) return std::printf("%s\n", encodeRecord(*response->recentLog, exportForm).c_str()), exitOk;
   for (const LogEntry& entry : *response->recentLog) {
-    std::printf("%s %-11s %s%s\n", localTime(entry.at).c_str(), printable(entry.category).c_str(),
+    std::printf("%s %-11s %s%s\n", localDateTime(entry.at).c_str(), printable(entry.category).c_str(),
                 entry.isError ? "error: " : "", printable(entry.message).c_str());
   }
   return exitOk;

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "VigiloApp/commands/DurationText.h"
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "helper/VigiloWritePolicy.h"
@@ -67,8 +67,8 @@ ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
   }
   settings.pause(*request.seconds);
   const auto until = settings.pauseUntil();
-  return answer(
-      exitOk, "paused for " + durationText(*request.seconds) + (until ? ", until " + localTime(*until) : ""));
+  return answer(exitOk, "paused for " + durationText(*request.seconds) +
+                            (until ? ", until " + localMoment(*until, Date::now()) : ""));
 }
 
 ControlResponse change(const ControlRequest& request, SettingsStore& settings,
@@ -156,7 +156,7 @@ PauseReport PauseReport::of(const std::string& value, Date now) {
 
 std::string pauseText(const PauseReport& report, Date now) {
   if (!report.isPaused) return "Protection is not paused.\n";
-  return "Protection is paused until " + localTime(*report.pauseUntil) + " (" +
+  return "Protection is paused until " + localMoment(*report.pauseUntil, now) + " (" +
          durationText(*report.pauseUntil - now) + "). `vigilo resume` ends it.\n";
 }
 

@@ -1,11 +1,11 @@
 #include "VigiloApp/commands/StatusText.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <ctime>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/LocalTime.h"
+#include "VigiloApp/commands/SessionCounts.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "agents/ProcessSession.h"
 #include "policy/PolicyConfiguration.h"
@@ -17,6 +17,10 @@ constexpr std::string_view debounceReason = "Release debounce (";
 
 bool isDebounce(const WakeDecision::Hold& hold) {
   return hold.reason.starts_with(debounceReason);
+}
+
+int agentCount(const WakeDecision& decision) {
+  return decision.isHolding() ? decision.hold()->activeAgentCount : 0;
 }
 
 std::string agents(int count) {
@@ -112,49 +116,47 @@ std::string endText(const StatusReport& report) {
 
 std::string sessionLine(const AgentSession& session, Date now) {
   std::string text = std::string(displayLabel(session.state)) + ", " +
-                     durationText(std::max(0.0, now - session.lastEventAt)) + " ago, " + session.id;
+                     durationText(std::max(0.0, now - session.lastEventAt)) + " ago";
   if (session.cwd) text += ", " + *session.cwd;
+  if (isProcessSession(session)) text += ", process " + std::to_string(*session.pid);
   return "      " + printable(text) + "\n";
 }
 
+// What is over is in the family's count only.
+std::string hostText(const AgentHostPresentation& host, Date now) {
+  std::string text;
+  for (const auto& session : host.sessions)
+    if (!isOver(session)) text += sessionLine(session, now);
+  return text.empty() ? text : "    " + printable(host.hostAppName) + "\n" + text;
+}
+
 std::string familyText(const AgentFamilyPresentation& family, Date now) {
-  std::string text = "  " + family.displayName + ": " + family.summarySubtitle();
+  std::string text = "  " + family.displayName + ": " + countSessions(family.sessions).text();
   if (const auto budget = family.budgetSummaryLine()) text += "; " + *budget;
   text += "\n";
   if (const auto alert = family.lowBudgetAlert()) text += "    ! " + alert->message + "\n";
-  for (const auto& host : family.hosts) {
-    text += "    " + printable(host.hostAppName) + "\n";
-    for (const auto& session : host.sessions) text += sessionLine(session, now);
-  }
+  for (const auto& host : family.hosts) text += hostText(host, now);
   return text;
 }
 
 std::string sessionsText(const StatusReport& report, Date now) {
+  const SessionCounts counts = countSessions(report.activeSessionsList);
+  const std::int64_t all = counts.all() + report.omittedSessions.value_or(0);
+  std::string text = row("sessions", all == 0 ? counts.text() : std::to_string(all) + ": " + counts.text());
   const auto families =
       AgentFamilyPresentation::buildFamilies(report.activeSessionsList, report.latestBudgetReports, now);
-  std::string text;
-  std::size_t shown = 0;
+  std::size_t recent = 0;
   for (const auto& family : families) {
     text += familyText(family, now);
-    shown += family.sessions.size();
+    recent += family.sessions.size();
   }
-  const std::size_t silent = report.activeSessionsList.size() - shown;
-  if (silent > 0) text += "  " + std::to_string(silent) + " silent for more than an hour\n";
+  const std::size_t earlier = report.activeSessionsList.size() - recent;
+  if (earlier > 0) text += "  and " + std::to_string(earlier) + " of which nothing was heard for an hour\n";
   if (report.omittedSessions) text += "  and " + std::to_string(*report.omittedSessions) + " older ones\n";
   return text;
 }
 
 }  // namespace
-
-std::string localTime(Date date) {
-  if (!(std::abs(date.unixSeconds()) < 1e11)) return "?";
-  const auto seconds = static_cast<std::time_t>(date.unixSeconds());
-  tm local{};
-  ::localtime_r(&seconds, &local);
-  char text[32];
-  std::strftime(text, sizeof text, "%H:%M:%S", &local);
-  return text;
-}
 
 std::string powerText(const PowerSourceSnapshot& power) {
   std::string text = power.isOnAC ? "on AC" : "on battery";
@@ -182,9 +184,6 @@ std::string statusText(const StatusReport& report, Date now) {
   text += row("lid", report.isLidClosed ? "closed" : "open");
   text += row("thermal", std::string(rawValue(report.thermalState)));
   text += row("shortcut", shortcutText(report.shortcut));
-  if (report.activeSessionsList.empty()) return text + row("sessions", "none");
-  text += row("sessions", std::to_string(static_cast<std::int64_t>(report.activeSessionsList.size()) +
-                                         report.omittedSessions.value_or(0)));
   return text + sessionsText(report, now);
 }
 
@@ -225,6 +224,7 @@ std::optional<double> debounceSeconds(const WakeDecision::Hold& hold) {
 
 bool sameButForTime(StatusReport before, StatusReport now) {
   if (isNews(before.currentDecision, now.currentDecision)) return false;
+  if (agentCount(before.currentDecision) != agentCount(now.currentDecision)) return false;
   for (StatusReport* report : {&before, &now}) {
     report->currentDecision = {};
     report->statusDescription.clear();
@@ -242,10 +242,9 @@ bool sameButForTime(StatusReport before, StatusReport now) {
 bool isNews(const WakeDecision& before, const WakeDecision& now) {
   const auto* was = before.hold();
   const auto* is = now.hold();
-  if (was != nullptr && is != nullptr && isDebounce(*was) && isDebounce(*is)) {
-    return was->requiresDeepHold != is->requiresDeepHold;
-  }
-  return before != now;
+  if (was == nullptr || is == nullptr) return before != now;
+  if (was->requiresDeepHold != is->requiresDeepHold) return true;
+  return was->reason != is->reason && !(isDebounce(*was) && isDebounce(*is));
 }
 
 }  // namespace vigilo

@@ -36,13 +36,11 @@ std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
 // a hold of another reason.
 std::optional<double> debounceSeconds(const WakeDecision::Hold& hold);
 
-// Whether the second decision is news to somebody who has read the first: a debounce that counts down is not.
+// Whether the second decision is news to somebody who has read the first: a debounce that counts down is not,
+// nor is one agent of a kind more or less.
 bool isNews(const WakeDecision& before, const WakeDecision& now);
 
 // Whether two reports differ in nothing but what the passing of time changes.
 bool sameButForTime(StatusReport before, StatusReport now);
-
-// "10:32:01", in local time.
-std::string localTime(Date date);
 
 }  // namespace vigilo

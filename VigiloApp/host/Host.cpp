@@ -14,6 +14,7 @@
 #include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/control/ControlClient.h"
+#include "VigiloApp/control/PlainWords.h"
 #include "VigiloApp/control/RecentLog.h"
 #include "VigiloApp/host/HostControl.h"
 #include "VigiloApp/host/HostLog.h"
@@ -200,9 +201,12 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
 
 int Host::run() {
   main_->onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { shutDown(); });
-  terminal_.onNews = [this](const std::string& news) { recentLog_.add(Date::now(), "decision", news); };
+  terminal_.onNews = [this](const std::string& news) {
+    recentLog_.add(Date::now(), RecentLog::decision, news);
+  };
   coordinator_->onEvaluated = [this] { show(); };
   status_->onRefreshed = [this] { show(); };
+  recentLog_.add(Date::now(), RecentLog::decision, "the host has started");
   startControl();
   coordinator_->start();
   introduce();
@@ -264,7 +268,7 @@ void Host::introduce() {
 
 std::string Host::introduction(const DeepSleepStatus& helper) const {
   const auto row = [](const char* name, const std::string& text) {
-    return std::string("  ") + name + text + "\n";
+    return std::string("  ") + name + plainWords(text) + "\n";
   };
   return "Vigilo keeps this machine awake while coding agents work. Ctrl-C ends it and releases "
          "everything.\n" +

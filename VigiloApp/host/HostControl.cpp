@@ -1,6 +1,7 @@
 #include "VigiloApp/host/HostControl.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "VigiloApp/commands/LoginCommands.h"
 #include "VigiloApp/commands/SettingsCommands.h"
@@ -103,7 +104,8 @@ void HostControl::answerLaterPage(const ControlRequest& request, PageField field
 
 void HostControl::answerRecentLog(const ControlRequest& request, const ControlServer::Respond& respond) {
   ControlResponse response;
-  const auto limit = std::max<std::int64_t>(request.limit.value_or(RecentLog::mostEntries), 0);
+  constexpr std::int64_t all = std::numeric_limits<std::int64_t>::max();
+  const auto limit = std::max<std::int64_t>(request.limit.value_or(all), 0);
   response.recentLog = parts_.recentLog.newest(static_cast<std::size_t>(limit));
   respond(std::move(response));
 }

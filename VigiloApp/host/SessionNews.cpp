@@ -30,15 +30,17 @@ std::vector<std::string> SessionNews::since(const std::vector<AgentSession>& ses
   std::vector<std::string> news;
   std::map<std::string, Known> now;
   for (const AgentSession& session : sessions) {
-    now[session.id] = {session.agentType, session.state};
+    const std::string place = session.cwd ? " in " + *session.cwd : "";
+    const std::string name = displayName(session.agentType);
+    now[session.id] = {name + place, session.state};
     const auto before = known_.find(session.id);
     if (before != known_.end() && before->second.state == session.state) continue;
-    news.push_back(std::string(displayName(session.agentType)) + " " + verb(session.state) +
-                   (session.cwd ? " in " + *session.cwd : "") + ", session " + session.id);
+    news.push_back(name + " " + verb(session.state) + place);
   }
   for (const auto& [id, session] : known_) {
-    if (!now.contains(id))
-      news.push_back(std::string(displayName(session.agent)) + " has gone, session " + id);
+    // One that has ended or fallen silent was told of then.
+    const bool wasOver = session.state == AgentState::completed || session.state == AgentState::stale;
+    if (!now.contains(id) && !wasOver) news.push_back(session.name + " has gone");
   }
   known_ = std::move(now);
   return news;

@@ -9,14 +9,14 @@
 namespace vigilo {
 
 // Tells in words what has changed among the sessions since the last look: "Claude Code is working in
-// /home/me/proj, session c353". An event that leaves a session's state alone is no news. Not thread-safe.
+// /home/me/proj". An event that leaves a session's state alone is no news. Not thread-safe.
 class SessionNews {
  public:
   std::vector<std::string> since(const std::vector<AgentSession>& sessions);
 
  private:
   struct Known {
-    AgentType agent{};
+    std::string name;  // and where it works
     AgentState state{};
   };
   std::map<std::string, Known> known_;

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/StatusText.h"
 
 namespace vigilo {

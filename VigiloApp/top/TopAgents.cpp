@@ -4,7 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
+#include "VigiloApp/commands/SessionCounts.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"
 #include "agents/ProcessSession.h"
@@ -64,7 +65,7 @@ std::string ageOf(const AgentSession& session, Date now) {
   return shortDuration(now - session.lastEventAt) + " ago";
 }
 
-// State, age, place and identifier; the first two stay where not all fit.
+// State, age and place; the first two stay where not all fit.
 Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
   const TopModel& model = view.model;
   line.to(sessionColumn).add(view.glyphs.of(session.state), styleOf(session.state)).add(" ");
@@ -73,28 +74,25 @@ Line& addSession(Line& line, const AgentSession& session, const TopView& view) {
   if (view.width >= startedFrom) {
     line.add("since " + localTime(session.startedAt).substr(0, 5), Style::dim).to(sessionColumn + 37);
   }
-  const int left = view.width - line.width() - 1;
-  const int idWidth = std::clamp(left / 3, left >= 22 ? 9 : 0, 18);
-  const int pathWidth = std::max(left - idWidth - 2, 0);
-  const int idColumn = line.width() + pathWidth + 2;
   if (session.cwd)
-    line.add(shortPath(*session.cwd, model.home, pathWidth, view.glyphs));
+    line.add(shortPath(*session.cwd, model.home, view.width - line.width() - 1, view.glyphs));
   else if (session.hostAppName)
-    line.add(fitted(shown(*session.hostAppName), pathWidth, view.glyphs.ellipsis));
-  if (idWidth >= 6)
-    line.to(idColumn).add(fitted(shown(session.id), idWidth, view.glyphs.ellipsis), Style::dim);
+    line.add(shown(*session.hostAppName));
   return line.cut(view.width, view.glyphs.ellipsis);
 }
 
-// One line where the family is one session; otherwise a line for each below the family's own.
+// One line where the family is one session; otherwise a line below the family's own for each that is not
+// over.
 void addFamily(const Family& family, const TopView& view, std::vector<Line>& lines) {
   Line head = familyHead(family, view);
-  if (family.sessions.size() == 1) {
+  if (family.sessions.size() == 1 && !isOver(family.sessions.front())) {
     lines.push_back(addSession(head, family.sessions.front(), view));
     return;
   }
-  lines.push_back(head.add(family.summarySubtitle(), Style::dim).cut(view.width, view.glyphs.ellipsis));
+  head.add(countSessions(family.sessions).text(), Style::dim);
+  lines.push_back(head.cut(view.width, view.glyphs.ellipsis));
   for (const AgentSession& session : family.sessions) {
+    if (isOver(session)) continue;
     Line line;
     lines.push_back(addSession(line, session, view));
   }
@@ -110,22 +108,21 @@ std::vector<Line> allLines(const TopView& view) {
   return lines;
 }
 
+// How many sessions there are; and where not all lines are shown, which way there are more.
 Line remark(const TopView& view, int first, int shownLines, int all) {
   if (!view.model.report) return {};
-  if (all > shownLines) {
-    std::string text = std::to_string(first + 1) + "-" + std::to_string(first + shownLines) + " of " +
-                       std::to_string(all) + " ";
-    return Line(text, Style::dim)
-        .add(view.glyphs.up, first > 0 ? Style::strong : Style::faint)
-        .add(view.glyphs.down, first + shownLines < all ? Style::strong : Style::faint);
+  const SessionCounts counts = countSessions(view.model.report->activeSessionsList);
+  const std::int64_t count = counts.all() + view.model.report->omittedSessions.value_or(0);
+  Line line;
+  if (count > 0) {
+    line.add(std::to_string(count) + (count == 1 ? " session, " : " sessions, ") +
+                 std::to_string(counts.active) + " active",
+             Style::dim);
   }
-  const auto& sessions = view.model.report->activeSessionsList;
-  if (sessions.empty()) return {};
-  const auto active =
-      std::ranges::count_if(sessions, [](const auto& session) { return session.isWorking(); });
-  return Line(std::to_string(sessions.size()) + (sessions.size() == 1 ? " session, " : " sessions, ") +
-                  std::to_string(active) + " active",
-              Style::dim);
+  if (all <= shownLines) return line;
+  return line.add(line.width() > 0 ? " " : "")
+      .add(view.glyphs.up, first > 0 ? Style::strong : Style::faint)
+      .add(view.glyphs.down, first + shownLines < all ? Style::strong : Style::faint);
 }
 
 }  // namespace

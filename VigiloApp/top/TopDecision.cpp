@@ -1,10 +1,12 @@
 #include "VigiloApp/top/TopDecision.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <string>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/top/BigWord.h"
 #include "VigiloApp/top/DisplayText.h"
@@ -17,7 +19,7 @@ namespace {
 using Connection = TopModel::Connection;
 
 struct Headline {
-  const char* word = "";
+  std::string word;
   Style style = Style::plain;
   std::string reason;
   std::string time;
@@ -65,7 +67,7 @@ Headline ofHold(const TopModel& model, const WakeDecision::Hold& hold) {
   Headline headline{.word = "AWAKE", .style = Style::goodStrong, .reason = shown(holdReason(model, hold))};
   if (report.protectionStartedAt) {
     headline.time = "for " + durationText(std::max(0.0, model.now - *report.protectionStartedAt)) +
-                    ", since " + localTime(*report.protectionStartedAt);
+                    ", since " + localMoment(*report.protectionStartedAt, model.now);
   }
   if (hold.activeAgentCount > 0)
     headline.time += (headline.time.empty() ? "" : ", ") + agentCount(hold.activeAgentCount);
@@ -78,41 +80,55 @@ Headline ofHold(const TopModel& model, const WakeDecision::Hold& hold) {
   return headline;
 }
 
+const char* blockName(SafetyBlock block) {
+  switch (block) {
+    case SafetyBlock::masterDisabled:
+      return "Off";
+    case SafetyBlock::paused:
+      return "Paused";
+    case SafetyBlock::batteryBelowFloor:
+      return "Battery";
+    case SafetyBlock::acDisconnected:
+      return "No AC";
+    case SafetyBlock::thermalCritical:
+      return "Too hot";
+    case SafetyBlock::manualSleepRequested:
+      break;
+  }
+  return "Sleep";
+}
+
 Headline ofBlock(const TopModel& model, SafetyBlock block) {
   const StatusReport& report = *model.report;
   Headline headline{.style = isCriticalSafety(block) ? Style::badStrong : Style::warnStrong,
                     .reason = std::string(rawValue(block)),
                     .time = "the machine may sleep, whatever agents do"};
+  for (const char* letter = blockName(block); *letter != 0; ++letter)
+    headline.word += static_cast<char>(std::toupper(static_cast<unsigned char>(*letter)));
   switch (block) {
     case SafetyBlock::masterDisabled:
-      headline.word = "OFF";
       headline.next = "e turns protection on";
       break;
     case SafetyBlock::paused:
-      headline.word = "PAUSED";
       if (report.pauseUntil) {
         headline.time = durationText(std::ceil(std::max(0.0, *report.pauseUntil - model.now))) +
-                        " left, until " + localTime(*report.pauseUntil);
+                        " left, until " + localMoment(*report.pauseUntil, model.now);
       }
       headline.next = "r ends the pause";
       break;
     case SafetyBlock::batteryBelowFloor:
-      headline.word = "BATTERY";
       headline.next = "back on AC, or at " +
                       std::to_string(report.settings.batteryFloorPercent +
                                      PolicyConfiguration{}.batteryHysteresisPercent) +
                       " %";
       break;
     case SafetyBlock::acDisconnected:
-      headline.word = "NO AC";
       headline.next = "back on AC (setting onlyOnAC)";
       break;
     case SafetyBlock::thermalCritical:
-      headline.word = "TOO HOT";
       headline.next = "back when the machine has cooled down";
       break;
     case SafetyBlock::manualSleepRequested:
-      headline.word = "SLEEP";
       headline.next = "back after the sleep";
       break;
   }
@@ -124,7 +140,7 @@ Headline withoutReport(const TopModel& model) {
     case Connection::noHost:
       return {.word = "NO HOST",
               .style = Style::warnStrong,
-              .reason = model.lostAt ? "The host went away at " + localTime(*model.lostAt)
+              .reason = model.lostAt ? "The host went away at " + localMoment(*model.lostAt, model.now)
                                      : std::string("No host runs, so nothing is held"),
               .time = "start one with: vigilo run",
               .next = "looking again every second"};
@@ -153,9 +169,13 @@ Headline headlineOf(const TopModel& model) {
           .next = "an agent that works takes a hold, or h by hand"};
 }
 
-// What the agents do, all together.
+// What the agents do, all together; why they are not protected where that is so.
 Line overall(const TopView& view) {
   if (!view.model.report) return {};
+  if (const auto* blocked = view.model.report->currentDecision.blocked()) {
+    const Style style = isCriticalSafety(blocked->block) ? Style::bad : Style::warn;
+    return Line(view.glyphs.ring, style).add(" ").add(blockName(blocked->block), style);
+  }
   switch (const auto state = view.model.report->dominantVisualState) {
     case VigiloVisualState::working:
       return Line(view.glyphs.working, Style::good).add(" ").add(displayLabel(state), Style::good);

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopAgents.h"
 #include "VigiloApp/top/TopDecision.h"
@@ -36,6 +36,14 @@ std::string withShortHome(std::string_view text, const std::string& home) {
   return result.append(text);
 }
 
+// "10:32:01", or "10:32" where there is little room; "Sat 10:32" for another day than today.
+std::string logTime(Date at, const TopView& view) {
+  const std::string moment = localMoment(at, view.model.now);
+  const auto time = moment.rfind(' ');
+  if (time == std::string::npos) return moment.substr(0, view.width < 60 ? 5 : 8);
+  return moment.substr(0, 3) + moment.substr(time, 6);
+}
+
 std::vector<Line> recentLines(const TopView& view, int height) {
   std::vector<Line> lines{ruleLine("Recent", {}, view.width, view.glyphs)};
   const auto& log = view.model.recentLog;
@@ -45,7 +53,7 @@ std::vector<Line> recentLines(const TopView& view, int height) {
                         : log[i].category == "decision" ? Style::plain
                                                         : Style::dim;
     Line line("  ");
-    line.add(localTime(log[i].at).substr(0, view.width < 60 ? 5 : 8), Style::dim).add("  ");
+    line.add(logTime(log[i].at, view), Style::dim).add("  ");
     line.add(withShortHome(shown(log[i].message), view.model.home), style);
     lines.push_back(line.cut(view.width, view.glyphs.ellipsis));
   }

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "VigiloApp/commands/StatusText.h"
+#include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"

@@ -48,7 +48,7 @@ TEST_F(StatusTextTest, SaysWhatIsHeldWhySinceWhenAndWhatWouldEndIt) {
   expect({"holds this machine awake: Claude Code working (1 agent), since 11:55:48 (4 min 12 s).",
           "idle sleep  held off", "held by the helper, also with the lid closed", "lease until 12:00:40",
           "30 s after the last agent stops; or at 15 % battery", "on battery, 57 %, 2 h 10 min left",
-          "Claude Code: 1 session active", "Working, 1 min 15 s ago, c353, /home/me/proj"});
+          "sessions    1: 1 active", "Claude Code: 1 active", "Working, 1 min 15 s ago, /home/me/proj\n"});
 }
 
 TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
@@ -66,6 +66,31 @@ TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
       << "it was not asked for";
 }
 
+TEST_F(StatusTextTest, SessionsThatAreOverAreACountAndProcessesOfAgentsWithHooksNone) {
+  const auto add = [this](AgentType agent, AgentState state, double secondsAgo, std::optional<int> pid = {}) {
+    const std::string id =
+        pid ? "proc-claude-" + std::to_string(*pid) : "id" + std::to_string(report.activeSessionsList.size());
+    report.activeSessionsList.push_back(
+        {.id = id,
+         .agentType = agent,
+         .state = state,
+         .lastEventAt = now - secondsAgo,
+         .pid = pid,
+         .integrationType = pid ? IntegrationType::process : IntegrationType::lifecycleHook});
+  };
+  add(AgentType::claude, AgentState::working, 1);
+  for (int i = 0; i < 12; ++i) add(AgentType::claude, AgentState::completed, 60);
+  add(AgentType::claude, AgentState::stale, 1000);
+  add(AgentType::claude, AgentState::working, 1, 77);
+  add(AgentType::codex, AgentState::completed, 30);
+  add(AgentType::codex, AgentState::idle, 7200);
+  expect({"sessions    16: 1 active, 1 idle, 13 ended, 1 silent (1 process)\n",
+          "Claude Code: 1 active, 12 ended, 1 silent (1 process)\n", "Codex CLI: 1 ended\n",
+          "1 of which nothing was heard for an hour"});
+  const std::string text = statusText(report, now);
+  for (const char* absent : {"Completed", "Stale", "id0"}) EXPECT_EQ(text.find(absent), text.npos) << text;
+}
+
 TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
   const std::pair<SafetyBlock, const char*> rows[] = {
       {SafetyBlock::masterDisabled, "`vigilo enable`"},
@@ -81,9 +106,10 @@ TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
 }
 
 TEST_F(StatusTextTest, WhatAgentsSendCannotSteerTheTerminal) {
-  report.activeSessionsList = {AgentSession{.id = "a\x1b[2Jb\xc2\x9b"
-                                                  "c\nd",
-                                            .lastEventAt = now}};
+  report.activeSessionsList = {AgentSession{.id = "1",
+                                            .lastEventAt = now,
+                                            .cwd = "a\x1b[2Jb\xc2\x9b"
+                                                   "c\nd"}};
   const std::string text = statusText(report, now);
   EXPECT_EQ(text.find('\x1b'), std::string::npos);
   EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos);
@@ -95,6 +121,8 @@ TEST_F(StatusTextTest, ACountdownIsNoNewsAndADifferentHoldIs) {
   EXPECT_FALSE(isNews(debounce, WakeDecision::Hold{"Release debounce (11s)", 0, true}));
   EXPECT_TRUE(isNews(debounce, WakeDecision::Release{"No active agent sessions"}));
   EXPECT_TRUE(isNews(WakeDecision::Hold{"Claude Code working", 1, true}, debounce));
+  EXPECT_FALSE(isNews(WakeDecision::Hold{"Claude Code working", 1, true},
+                      WakeDecision::Hold{"Claude Code working", 2, true}));
   hold("Release debounce (12s)", 0);
   StatusReport later = report;
   later.elapsedProtectionSeconds += 1;

@@ -70,10 +70,9 @@ class TopLayoutTest : public testing::Test {
       model.usageHours.push_back({now - 3600.0 * (23 - i), i % 8 < 5 ? 10000 * i * (i % 8) : 0, 1});
     report().todaySummary.totalTokens = 1240000;
     report().todaySummary.estimatedCostUSD = 5.13;
-    model.recentLog = {
-        {now - 190, false, "session", "Claude Code waits for you in /home/me/src/website, session 8f"},
-        {now - 100, true, "hooks", "Failed to bind UNIX domain socket at /x: 98"},
-        {now - 12, false, "decision", "holding: Claude Code, Codex CLI working (2 agents)"}};
+    model.recentLog = {{now - 190, false, "session", "Claude Code waits for you in /home/me/src/website"},
+                       {now - 100, true, "hooks", "Failed to bind UNIX domain socket at /x: 98"},
+                       {now - 12, false, "decision", "holding: Claude Code, Codex CLI working (2 agents)"}};
   }
 
   std::string text(int width, int height, const Glyphs& glyphs = Glyphs::unicode()) const {
@@ -149,7 +148,7 @@ TEST_F(TopLayoutTest, AWideTerminalHasTwoColumns) {
 
 
 ── Recent ─────────────────────────────────────────────────────────  ── Tokens ───────────────── today 1.24 M, ~$5.13 ──
-  11:56:50  Claude Code waits for you in ~/src/website, session 8f                                             ██
+  11:56:50  Claude Code waits for you in ~/src/website,                                              ██
   11:58:20  Failed to bind UNIX domain socket at /x: 98                                                        ██
   11:59:48  holding: Claude Code, Codex CLI working (2 agents)                                               ▁▁██
                                                                                                              ████
@@ -186,10 +185,16 @@ TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
          r.currentDecision = WakeDecision::Blocked{SafetyBlock::paused};
          r.pauseUntil = now + 1799.5;
        },
-       {"Protection paused", "30 min left, until 12:29:59", "r ends the pause"}},
+       {"○ Paused", "Protection paused", "30 min left, until 12:29:59", "r ends the pause"}},
+      {"paused for long",
+       [this](StatusReport& r) {
+         r.currentDecision = WakeDecision::Blocked{SafetyBlock::paused};
+         r.pauseUntil = now + 86400;
+       },
+       {"1 d left, until Mon 2026-11-23 12:00:00"}},
       {"disabled",
        [](StatusReport& r) { r.currentDecision = WakeDecision::Blocked{SafetyBlock::masterDisabled}; },
-       {"Master switch disabled", "e turns protection on"}},
+       {"○ Off", "Master switch disabled", "e turns protection on"}},
       {"debounce",
        [](StatusReport& r) {
          r.currentDecision = WakeDecision::Hold{"Release debounce (27s)", 0, true};
@@ -221,13 +226,13 @@ TEST_F(TopLayoutTest, WithoutAHostItSaysSoAndShowsNothingOld) {
 
 TEST_F(TopLayoutTest, ManySessionsScrollWithinWhatThereIs) {
   for (int i = 0; i < 50; ++i)
-    session(AgentType::claude, AgentState::working, i, "session-" + std::to_string(i), "/srv");
+    session(AgentType::claude, AgentState::working, i, std::to_string(i), "/session-" + std::to_string(i));
   struct Case {
     int asked;
     const char* first;
     const char* last;
   };
-  for (const auto& [asked, first, last] : {Case{0, "50 sessions active", "session-3 "},
+  for (const auto& [asked, first, last] : {Case{0, "50 sessions, 50 active", "session-3 "},
                                            {20, "session-19 ", "session-23 "},
                                            {1000, "session-45 ", "session-49 "}}) {
     model.scroll = asked;

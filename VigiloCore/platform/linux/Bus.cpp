@@ -125,8 +125,18 @@ Result<std::string, Error> powerProfile() {
   });
 }
 
-const char* busName(SessionService service) {
-  return namesOf(service).name;
+const char* displayName(SessionService service) {
+  switch (service) {
+    case SessionService::sessionManager:
+      return "the desktop's session manager";
+    case SessionService::powerManagement:
+      return "the desktop's power management";
+    case SessionService::screenSaver:
+      return "the desktop's screen saver";
+    case SessionService::portal:
+      break;
+  }
+  return "the desktop portal";
 }
 
 struct SessionConnection::Bus {

@@ -45,7 +45,7 @@ Result<std::string, Error> powerProfile();
 // Who holds them, in the words of the desktops.
 enum class SessionService { sessionManager, powerManagement, screenSaver, portal };
 inline constexpr std::size_t sessionServiceCount = 4;
-const char* busName(SessionService service);
+const char* displayName(SessionService service);  // for people
 
 // A connection to the session bus. What is inhibited through it ends with it, with the service that holds it,
 // or with `uninhibit`, whichever comes first. Thread-safe.

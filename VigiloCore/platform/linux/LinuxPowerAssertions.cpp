@@ -132,7 +132,7 @@ std::shared_ptr<SessionConnection> LinuxPowerAssertions::session() {
 std::string LinuxPowerAssertions::description() const {
   const auto session = SessionConnection::open();
   for (const SessionService service : forSystem) {
-    if (session && (*session)->hasOwner(service)) return bus::busName(service);
+    if (session && (*session)->hasOwner(service)) return bus::displayName(service);
   }
   const auto logind = bus::idleAction();
   return logind ? "logind idle inhibitor" : "none (" + logind.error().description + ")";
