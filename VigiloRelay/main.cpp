@@ -2,6 +2,7 @@
 // never takes longer than a second, never fails for want of a host, and prints nothing that an agent could
 // take for an answer. It runs thousands of times a day: no allocation, no C++ runtime, a static program.
 #include <poll.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -17,10 +18,11 @@ namespace {
 using namespace vigilo;
 using namespace vigilo::relay;
 
-// Together below one second: the input, the connection (which waits while the host is busy) and the
-// acknowledgement.
-constexpr int longestInputMs = 100;
-constexpr int socketTimeoutMs = 400;
+// All of it together stays below one second: the input, the connection (which waits while the host is busy)
+// and the acknowledgement. The last two share what the input has left, and each has its own limit.
+constexpr long long inputLimitMs = 600;
+constexpr long long wholeLimitMs = 950;
+constexpr long long socketLimitMs = 400;
 
 constexpr std::string_view usage =
     "Usage: vigilo-relay --agent AGENT --state STATE [--session-id ID]\n"
@@ -73,16 +75,26 @@ timespec now(clockid_t clock) {
   return time;
 }
 
-// Reads standard input until the object has ended, so that no agent meets a closed pipe while it writes; for
-// 100 ms at most, and without waiting at all when `mayWait` is false.
-void readStandardInput(HookInput& input, bool mayWait) {
+long long milliseconds() {
+  const timespec time = now(CLOCK_MONOTONIC);
+  return time.tv_sec * 1000LL + time.tv_nsec / 1'000'000;
+}
+
+// Whether somebody may write to standard input later: the end of a pipe or a socket is told when nobody can.
+bool mayBeWrittenTo() {
+  struct stat found {};
+  return ::fstat(STDIN_FILENO, &found) == 0 && (S_ISFIFO(found.st_mode) || S_ISSOCK(found.st_mode));
+}
+
+// Reads standard input until the object has ended, so that no agent meets a closed pipe while it writes, and
+// until `deadline` at most: a busy machine may keep an agent, or a wrapper around the hook, from writing for
+// long. Without waiting at all when `mayWait` is false.
+void readStandardInput(HookInput& input, bool mayWait, long long deadline) {
   if (::isatty(STDIN_FILENO)) return;
-  const timespec begin = now(CLOCK_MONOTONIC);
+  mayWait = mayWait && mayBeWrittenTo();
   char block[32768];
   while (!input.isComplete()) {
-    const timespec at = now(CLOCK_MONOTONIC);
-    const auto left =
-        longestInputMs - (at.tv_sec - begin.tv_sec) * 1000 - (at.tv_nsec - begin.tv_nsec) / 1'000'000;
+    const long long left = deadline - milliseconds();
     pollfd entry{STDIN_FILENO, POLLIN, 0};
     if (left <= 0 || ::poll(&entry, 1, mayWait ? static_cast<int>(left) : 0) <= 0) return;
     const ssize_t count = ::read(STDIN_FILENO, block, sizeof block);
@@ -92,10 +104,11 @@ void readStandardInput(HookInput& input, bool mayWait) {
 }
 
 void sendEvent(const Arguments& arguments) {
+  const long long begin = milliseconds();
   HookInput input;
   EventText text;
   if (arguments.object.empty()) {
-    readStandardInput(input, arguments.sessionId.empty());
+    readStandardInput(input, arguments.sessionId.empty(), begin + inputLimitMs);
   } else {
     input.feed(arguments.object);
   }
@@ -110,7 +123,11 @@ void sendEvent(const Arguments& arguments) {
   parts.microseconds = time.tv_nsec / 1000;
   writeEvent(parts, text);
   char path[longestSocketPath + 1];
-  sendToUnixSocket(hookSocketPath(path), text.view(), socketTimeoutMs);
+  const long long left = (begin + wholeLimitMs - milliseconds()) / 2;
+  sendToUnixSocket(hookSocketPath(path), text.view(),
+                   static_cast<int>(left < 1               ? 1
+                                    : left < socketLimitMs ? left
+                                                           : socketLimitMs));
 }
 
 }  // namespace
