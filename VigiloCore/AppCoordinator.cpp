@@ -19,17 +19,25 @@ constexpr std::size_t mostSessions = 20000;
 
 }  // namespace
 
-// Hands each hook event to the sessions, and then to the usage. What outranks the next scan knows of it
-// before the sessions tell anybody.
+// Hands each hook event to the sessions, and then to the usage, under the session that it belongs to. What
+// outranks the next scan knows of it before the sessions tell anybody. What nobody can attribute still counts
+// as usage.
 class AppCoordinator::HookFanOut final : public HookEventReceiverDelegate {
  public:
   HookFanOut(std::shared_ptr<HookPrecedence> precedence, std::shared_ptr<AgentStateCoordinator> agents,
              std::shared_ptr<UsageCoordinator> usage)
       : precedence_(std::move(precedence)), agents_(std::move(agents)), usage_(std::move(usage)) {}
 
-  void didReceiveHookEvent(const HookEvent& event) override {
-    precedence_->note(event);
-    agents_->didReceiveHookEvent(event);
+  void didReceiveHookEvent(const HookEvent& received) override {
+    HookEvent event = received;
+    if (auto session = agents_->sessionOf(received)) {
+      event.sessionId = *std::move(session);
+      precedence_->note(event);
+      agents_->didReceiveHookEvent(event);
+    } else {
+      log_.debug("An event of %s without a session id changes none of several sessions",
+                 rawValue(event.agent));
+    }
     if (usage_ != nullptr) usage_->handleHookEvent(event);
   }
 
@@ -37,6 +45,7 @@ class AppCoordinator::HookFanOut final : public HookEventReceiverDelegate {
   const std::shared_ptr<HookPrecedence> precedence_;
   const std::shared_ptr<AgentStateCoordinator> agents_;
   const std::shared_ptr<UsageCoordinator> usage_;
+  const Log log_{"com.vigilo.app", "agents"};
 };
 
 std::shared_ptr<AppCoordinator> AppCoordinator::create(Components components) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "agents/NamelessSession.h"
 #include "agents/ProcessSession.h"
 
 namespace vigilo {
@@ -68,11 +69,17 @@ int AgentStateCoordinator::activeWorkingCount() const {
   return activeCount_;
 }
 
+std::optional<std::string> AgentStateCoordinator::sessionOf(const HookEvent& event) const {
+  const LockGuard guard(mutex_);
+  return vigilo::sessionOf(event, *table_);
+}
+
 void AgentStateCoordinator::didReceiveHookEvent(const HookEvent& event) {
   Outcome outcome;
   {
     const LockGuard guard(mutex_);
     const int activeBefore = activeCount_;
+    for (const auto& id : absorbedBy(event, *table_)) erase(id);
     const auto [entry, isNew] = mutableTable().try_emplace(event.sessionId);
     AgentSession& session = entry->second;
     if (isNew) {

@@ -34,8 +34,12 @@ class AgentStateCoordinator final : public HookEventReceiverDelegate {
   std::optional<Date> lastActiveAgentStoppedAt() const;
   // How many sessions are working or waiting.
   int activeWorkingCount() const;
+  // The session that an event belongs to (agents/NamelessSession.h). Looks at all sessions where the event
+  // came without an id.
+  std::optional<std::string> sessionOf(const HookEvent& event) const;
 
-  // Each of these tells the delegate once, whether or not it found anything to change.
+  // Each of these tells the delegate once, whether or not it found anything to change. An event with an id
+  // ends the sessions without one that it absorbs.
   void didReceiveHookEvent(const HookEvent& event) override;
   // Applies one complete scan: sessions of processes that are gone leave the table, new ones enter with a
   // confidence of 0.6. Sessions that are known otherwise than by their process stay.

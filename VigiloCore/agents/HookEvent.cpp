@@ -184,10 +184,6 @@ bool EventReader::parse_error(std::size_t position, const std::string&, const Js
   return false;
 }
 
-std::string synthesisedSessionId(AgentType agent, std::optional<std::int32_t> pid) {
-  return std::string(rawValue(agent)) + "-" + (pid ? std::to_string(*pid) : "default");
-}
-
 class HookEventCategory final : public std::error_category {
  public:
   const char* name() const noexcept override { return "hook event"; }
@@ -206,6 +202,10 @@ class HookEventCategory final : public std::error_category {
 
 }  // namespace
 
+std::string namelessSessionId(AgentType agent, std::optional<std::int32_t> pid) {
+  return std::string(rawValue(agent)) + "-" + (pid ? std::to_string(*pid) : "default");
+}
+
 const std::error_category& hookEventCategory() {
   static const HookEventCategory category;
   return category;
@@ -222,7 +222,7 @@ HookEvent HookEvent::of(AgentType agent, AgentState state, Date timestamp, std::
   event.state = state;
   event.timestamp = timestamp;
   event.pid = pid;
-  event.sessionId = sessionId.empty() ? synthesisedSessionId(agent, pid) : std::move(sessionId);
+  event.sessionId = sessionId.empty() ? namelessSessionId(agent, pid) : std::move(sessionId);
   return event;
 }
 
@@ -237,7 +237,7 @@ Result<HookEvent, DecodeError> decodeHookEvent(std::string_view bytes, Date now)
   if (!reader.hasState) return DecodeError{"state: expected a string"};
   HookEvent& event = reader.event;
   if (!reader.hasTimestamp) event.timestamp = now;
-  if (event.sessionId.empty()) event.sessionId = synthesisedSessionId(event.agent, event.pid);
+  if (event.sessionId.empty()) event.sessionId = namelessSessionId(event.agent, event.pid);
   return std::move(event);
 }
 

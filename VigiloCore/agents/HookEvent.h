@@ -12,6 +12,9 @@
 
 namespace vigilo {
 
+// The id of an event that came without one: "<agent>-<pid>", or "<agent>-default" without a pid.
+std::string namelessSessionId(AgentType agent, std::optional<std::int32_t> pid);
+
 // What can be wrong with a hook event or with the way to its receiver. Usable as the code of a
 // std::system_error.
 enum class HookEventError { invalidJSON = 1, payloadTooLarge, missingRequiredFields };
@@ -42,7 +45,7 @@ struct HookEvent {
   std::optional<std::string> model;
   std::optional<std::string> turnId;  // tells a repeated report of the same turn
 
-  // An event with a session id in place of an empty one: "<agent>-<pid>", or "<agent>-default" without a pid.
+  // An event with a session id in place of an empty one.
   static HookEvent of(AgentType agent, AgentState state, Date timestamp, std::string sessionId = {},
                       std::optional<std::int32_t> pid = std::nullopt);
 

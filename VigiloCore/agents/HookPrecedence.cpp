@@ -15,12 +15,19 @@ bool hasActiveHookSession(const SessionTable& sessions, AgentType agent) {
   });
 }
 
+std::size_t hashOf(const std::string& id) {
+  return std::hash<std::string>()(id);
+}
+
 }  // namespace
 
 void HookPrecedence::note(const HookEvent& event) {
   const LockGuard guard(mutex_);
   if (isActivelyWorking(event.state)) wasActive_[static_cast<std::size_t>(event.agent)] = true;
-  const std::size_t session = std::hash<std::string>()(event.sessionId);
+  // An agent that names its sessions reports nothing without a name any more.
+  working_.erase(hashOf(namelessSessionId(event.agent, std::nullopt)));
+  if (event.pid) working_.erase(hashOf(namelessSessionId(event.agent, event.pid)));
+  const std::size_t session = hashOf(event.sessionId);
   if (event.state != AgentState::working) {
     working_.erase(session);
     return;

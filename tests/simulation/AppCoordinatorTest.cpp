@@ -71,6 +71,16 @@ TEST_F(AppCoordinatorTest, AnAgentThatWorksAgainWithinTheDebounceKeepsItsHold) {
   EXPECT_EQ(world.machine.take(), Actions{});
 }
 
+// A stop whose id was lost once left its session working for fifteen minutes, beside a second one.
+TEST_F(AppCoordinatorTest, AStopWithoutAnIdEndsTheOnlySession) {
+  world.event(AgentType::claude, AgentState::working, "");
+  world.event(AgentType::claude, AgentState::working, "a");
+  world.event(AgentType::claude, AgentState::idle, "");
+  world.run(31);
+  EXPECT_EQ(decision(), "Sleep enabled — No active agent sessions");
+  EXPECT_EQ(world.host().activeSessionsList.get().size(), 1u);
+}
+
 TEST_F(AppCoordinatorTest, ASessionThatFallsSilentIsStaleAfterFifteenMinutesAndThenDebounced) {
   work();
   world.machine.take();
