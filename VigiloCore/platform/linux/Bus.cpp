@@ -29,7 +29,7 @@ T property(sdbus::IProxy& proxy, const char* interface, const char* name) {
 // A proxy on a connection of its own. Handing the connection over by reference keeps the library from
 // starting a thread for it.
 struct Logind {
-  std::unique_ptr<sdbus::IConnection> connection = sdbus::createSystemBusConnection();
+  std::unique_ptr<sdbus::IConnection> connection = openSystemBus();
   std::unique_ptr<sdbus::IProxy> proxy = makeProxy(*connection, logindName, logindPath);
 
   template <class T>
@@ -37,6 +37,18 @@ struct Logind {
     return bus::property<T>(*proxy, logindManager, name);
   }
 };
+
+Silence logindSilence;
+
+template <class T, class Exchange>
+Result<T, Error> askLogind(Exchange exchange) {
+  return attempt<T>([&] {
+    return logindSilence.during(systemBusAddress(), [&] {
+      Logind logind;
+      return exchange(logind);
+    });
+  });
+}
 
 struct SessionServiceNames {
   const char *name, *path, *interface, *inhibit, *uninhibit;
@@ -67,8 +79,7 @@ std::uint32_t inhibitFlags(SessionConnection::Scope scope) {
 }  // namespace
 
 Result<UniqueFd, Error> inhibit(const std::string& what, const std::string& why) {
-  return attempt<UniqueFd>([&]() -> UniqueFd {
-    Logind logind;
+  return askLogind<UniqueFd>([&](Logind& logind) -> UniqueFd {
     sdbus::UnixFd fd;
     logind.proxy->callMethod("Inhibit")
         .onInterface(logindManager)
@@ -84,8 +95,7 @@ Result<UniqueFd, Error> inhibit(const std::string& what, const std::string& why)
 
 Result<std::vector<Inhibitor>, Error> listInhibitors() {
   using Row = sdbus::Struct<std::string, std::string, std::string, std::string, std::uint32_t, std::uint32_t>;
-  return attempt<std::vector<Inhibitor>>([] {
-    Logind logind;
+  return askLogind<std::vector<Inhibitor>>([](Logind& logind) {
     std::vector<Row> rows;
     logind.proxy->callMethod("ListInhibitors")
         .onInterface(logindManager)
@@ -101,11 +111,11 @@ Result<std::vector<Inhibitor>, Error> listInhibitors() {
 }
 
 Result<bool, Error> isLidClosed() {
-  return attempt<bool>([] { return Logind().property<bool>("LidClosed"); });
+  return askLogind<bool>([](Logind& logind) { return logind.property<bool>("LidClosed"); });
 }
 
 Result<std::string, Error> idleAction() {
-  return attempt<std::string>([] { return Logind().property<std::string>("IdleAction"); });
+  return askLogind<std::string>([](Logind& logind) { return logind.property<std::string>("IdleAction"); });
 }
 
 Result<std::string, Error> powerProfile() {
@@ -113,7 +123,7 @@ Result<std::string, Error> powerProfile() {
     const char *name, *path;
   };
   return attempt<std::string>([]() -> std::string {
-    const auto connection = sdbus::createSystemBusConnection();
+    const auto connection = openSystemBus();
     for (const Place& place :
          {Place{"org.freedesktop.UPower.PowerProfiles", "/org/freedesktop/UPower/PowerProfiles"},
           Place{"net.hadess.PowerProfiles", "/net/hadess/PowerProfiles"}}) {

@@ -18,7 +18,8 @@ struct Error {
   std::string description;  // the bus's own name and text
 };
 
-// --- logind, on the system bus. Each call has a connection of its own: none is kept open. ---
+// --- logind, on the system bus. Each call has a connection of its own: none is kept open. A logind, or a
+// bus, that let a call wait in vain is not asked again for three seconds: calls fail at once then. ---
 
 // Takes a block inhibitor for `what` ("idle", "sleep:handle-lid-switch"), shown under the name "Vigilo". It
 // is held until the descriptor, which no child inherits, is closed: that needs no connection and survives a
