@@ -139,16 +139,18 @@ void AppCoordinator::stop(std::function<void()> released) {
 }
 
 void AppCoordinator::tick() {
-  const Date now = readClock();
+  const Date now = parts_.clock();
   refreshInputsAfterPause(now);
   removeForgottenSessions(now);
-  parts_.agentCoordinator->sweepStaleSessions(now);
   evaluate();
 }
 
 void AppCoordinator::applyScan(std::vector<ProcessMatch> matches) {
   if (evalTimer_ == nullptr) return;  // a scan that was under way at the stop
-  hookPrecedence_->apply(matches, *parts_.agentCoordinator->sessions(), parts_.clock());
+  {
+    const SessionPicture picture = parts_.agentCoordinator->picture();
+    hookPrecedence_->apply(matches, *picture.sessions, picture.now);
+  }
   parts_.agentCoordinator->syncProcessSessions(matches);
   evaluate();
 }
@@ -161,14 +163,6 @@ void AppCoordinator::refreshInputsAfterPause(Date now) {
       .info("The clock moved by itself (a sleep, or the time was set): reading every input again");
   parts_.batteryMonitor->refresh();
   parts_.thermalMonitor->refresh();
-}
-
-// A clock that reads earlier than before was set back.
-Date AppCoordinator::readClock() {
-  const Date now = parts_.clock();
-  if (lastReading_ && now < *lastReading_) parts_.agentCoordinator->clockWasSetBack(*lastReading_ - now);
-  lastReading_ = now;
-  return now;
 }
 
 void AppCoordinator::removeForgottenSessions(Date now) {
@@ -211,16 +205,18 @@ void AppCoordinator::coordinatorDidUpdateSessions(SessionSnapshot sessions,
 
 void AppCoordinator::evaluate() {
   evaluationWaits_ = false;
-  readClock();
   PolicyEvaluationContext context;
   context.config = parts_.settings.policyConfig();
-  context.sessions = parts_.agentCoordinator->sessions();
   context.powerSource = parts_.batteryMonitor->currentSnapshot();
   context.thermalState = parts_.thermalMonitor->currentThermalState();
   context.pauseUntil = parts_.settings.pauseUntil();
-  context.lastActiveAgentStoppedAt = parts_.agentCoordinator->lastActiveAgentStoppedAt();
   context.isCurrentlyBatteryBlocked = isBatteryBlocked_;
-  context.now = parts_.clock();  // last: nothing that was read is later
+  // Last, and one moment: nothing that was read is later, and whether a session has gone stale is the same to
+  // the table and to the decision.
+  SessionPicture picture = parts_.agentCoordinator->picture();
+  context.sessions = std::move(picture.sessions);
+  context.lastActiveAgentStoppedAt = picture.lastActiveAgentStoppedAt;
+  context.now = picture.now;
   const WakeDecision decision = policyEngine_.evaluate(context);
 
   updateBatteryLatch(decision, context.powerSource, context.config);

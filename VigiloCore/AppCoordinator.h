@@ -108,7 +108,6 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void tick();
   void applyScan(std::vector<ProcessMatch> matches);
   void refreshInputsAfterPause(Date now);
-  Date readClock();
   void removeForgottenSessions(Date now);
   void updateBatteryLatch(const WakeDecision& decision, const PowerSourceSnapshot& power,
                           const PolicyConfiguration& config);
@@ -129,7 +128,6 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
   bool isBatteryBlocked_ = false;
   std::optional<Date> lastTick_;
-  std::optional<Date> lastReading_;  // of the clock
   CancelToken evalTimer_;
   std::vector<std::shared_ptr<void>> subscriptions_;
   std::atomic<bool> evaluationWaits_{false};

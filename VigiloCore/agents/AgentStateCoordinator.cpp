@@ -54,6 +54,22 @@ void AgentStateCoordinator::setStaleSessionTTL(double seconds) {
   staleSessionTTL_ = seconds;
 }
 
+SessionPicture AgentStateCoordinator::picture() {
+  Outcome outcome;
+  std::vector<Aged> aged;
+  Date now;
+  {
+    const LockGuard guard(mutex_);
+    const int activeBefore = activeCount_;
+    now = readClock();
+    aged = ageSessions(now);
+    outcome = finish(activeBefore, now);
+  }
+  tellOfAged(aged);
+  tellOfDebounce(outcome);
+  return {std::move(outcome.sessions), outcome.debounceStart, now};
+}
+
 SessionSnapshot AgentStateCoordinator::sessions() const {
   const LockGuard guard(mutex_);
   return table_;
@@ -79,6 +95,7 @@ void AgentStateCoordinator::didReceiveHookEvent(const HookEvent& event) {
   {
     const LockGuard guard(mutex_);
     const int activeBefore = activeCount_;
+    const Date now = readClock();
     for (const auto& id : absorbedBy(event, *table_)) erase(id);
     const auto [entry, isNew] = mutableTable().try_emplace(event.sessionId);
     AgentSession& session = entry->second;
@@ -96,7 +113,7 @@ void AgentStateCoordinator::didReceiveHookEvent(const HookEvent& event) {
     session.lastEventDescription =
         std::string("State: ") + displayLabel(event.state) + " via " + displayName(session.integrationType);
     if (!session.hostAppName) session.hostAppName = hostAppName(session.agentType);
-    outcome = finish(activeBefore);
+    outcome = finish(activeBefore, now);
   }
   log_.info("Updated session %s: agent=%s state=%s", event.sessionId, rawValue(event.agent),
             rawValue(event.state));
@@ -108,10 +125,10 @@ void AgentStateCoordinator::syncProcessSessions(const std::vector<ProcessMatch>&
   {
     const LockGuard guard(mutex_);
     const int activeBefore = activeCount_;
-    const Date now = clock_();
+    const Date now = readClock();
     removeVanishedProcesses(activeMatches);
     for (const auto& match : activeMatches) applyMatch(match, now);
-    outcome = finish(activeBefore);
+    outcome = finish(activeBefore, now);
   }
   tell(std::move(outcome));
 }
@@ -122,7 +139,7 @@ void AgentStateCoordinator::registerProcessSession(AgentType agent, std::int32_t
   {
     const LockGuard guard(mutex_);
     const int activeBefore = activeCount_;
-    const Date now = clock_();
+    const Date now = readClock();
     std::string id = processSessionId(agent, pid);
     const auto known = mutableTable().find(id);
     AgentSession& session = known != table_->end()
@@ -132,7 +149,7 @@ void AgentStateCoordinator::registerProcessSession(AgentType agent, std::int32_t
     session.lastEventAt = now;
     session.confidence = confidence;
     session.lastEventDescription = withPid("Process active", pid);
-    outcome = finish(activeBefore);
+    outcome = finish(activeBefore, now);
   }
   tell(std::move(outcome));
 }
@@ -149,22 +166,14 @@ void AgentStateCoordinator::removeSession(const std::string& id) {
 
 void AgentStateCoordinator::sweepStaleSessions(Date now) {
   Outcome outcome;
-  std::vector<std::pair<std::string, long>> aged;
+  std::vector<Aged> aged;
   {
     const LockGuard guard(mutex_);
     const int activeBefore = activeCount_;
-    for (const auto& [id, session] : *table_) {
-      const double age = now - session.lastEventAt;
-      if (session.state != AgentState::stale && age > staleSessionTTL_) {
-        aged.emplace_back(id, wholeSeconds(age));
-      }
-    }
-    for (const auto& [id, age] : aged) setState(mutableTable().at(id), AgentState::stale);
-    outcome = finish(activeBefore);
+    aged = ageSessions(now);
+    outcome = finish(activeBefore, readClock());
   }
-  for (const auto& [id, age] : aged) {
-    log_.error("Session %s is stale (%lds old). Marking stale.", id, age);
-  }
+  tellOfAged(aged);
   tell(std::move(outcome));
 }
 
@@ -179,10 +188,26 @@ void AgentStateCoordinator::clearAllSessions() {
   tell(std::move(outcome));
 }
 
-void AgentStateCoordinator::clockWasSetBack(double seconds) {
-  const LockGuard guard(mutex_);
-  for (auto& [id, session] : mutableTable()) session.lastEventAt = session.lastEventAt - seconds;
-  if (lastActiveAgentStoppedAt_) lastActiveAgentStoppedAt_ = *lastActiveAgentStoppedAt_ - seconds;
+// A clock that reads earlier than before was set back.
+Date AgentStateCoordinator::readClock() {
+  const Date now = clock_();
+  if (lastReading_ && now < *lastReading_) {
+    const double seconds = *lastReading_ - now;
+    for (auto& [id, session] : mutableTable()) session.lastEventAt = session.lastEventAt - seconds;
+    if (lastActiveAgentStoppedAt_) lastActiveAgentStoppedAt_ = *lastActiveAgentStoppedAt_ - seconds;
+  }
+  lastReading_ = now;
+  return now;
+}
+
+std::vector<AgentStateCoordinator::Aged> AgentStateCoordinator::ageSessions(Date now) {
+  std::vector<Aged> aged;
+  for (const auto& [id, session] : *table_) {
+    const double age = now - session.lastEventAt;
+    if (session.state != AgentState::stale && age > staleSessionTTL_) aged.push_back({id, age});
+  }
+  for (const Aged& each : aged) setState(mutableTable().at(each.id), AgentState::stale);
+  return aged;
 }
 
 SessionTable& AgentStateCoordinator::mutableTable() {
@@ -253,20 +278,29 @@ AgentStateCoordinator::Outcome AgentStateCoordinator::finish() {
   return {table_, lastActiveAgentStoppedAt_, false, delegate_.lock()};
 }
 
-AgentStateCoordinator::Outcome AgentStateCoordinator::finish(int activeBefore) {
+AgentStateCoordinator::Outcome AgentStateCoordinator::finish(int activeBefore, Date now) {
   const bool began = activeCount_ == 0 && activeBefore > 0;
   if (activeCount_ > 0) lastActiveAgentStoppedAt_.reset();
-  if (began) lastActiveAgentStoppedAt_ = clock_();
+  if (began) lastActiveAgentStoppedAt_ = now;
   Outcome outcome = finish();
   outcome.debounceBegan = began;
   return outcome;
 }
 
-void AgentStateCoordinator::tell(Outcome outcome) const {
-  if (outcome.debounceBegan) {
-    log_.info("All active agent sessions stopped. Debounce timer started at %s",
-              outcome.debounceStart->description());
+void AgentStateCoordinator::tellOfAged(const std::vector<Aged>& aged) const {
+  for (const Aged& each : aged) {
+    log_.error("Session %s is stale (%lds old). Marking stale.", each.id, wholeSeconds(each.seconds));
   }
+}
+
+void AgentStateCoordinator::tellOfDebounce(const Outcome& outcome) const {
+  if (!outcome.debounceBegan) return;
+  log_.info("All active agent sessions stopped. Debounce timer started at %s",
+            outcome.debounceStart->description());
+}
+
+void AgentStateCoordinator::tell(Outcome outcome) const {
+  tellOfDebounce(outcome);
   if (outcome.delegate) {
     outcome.delegate->coordinatorDidUpdateSessions(std::move(outcome.sessions), outcome.debounceStart);
   }

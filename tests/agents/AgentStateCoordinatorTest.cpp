@@ -139,6 +139,36 @@ TEST_F(AgentStateCoordinatorTest, ASessionIsStaleOnlyBeyondTheLimitAndIsReported
   EXPECT_EQ(coordinator.activeWorkingCount(), 1);
 }
 
+TEST_F(AgentStateCoordinatorTest, APictureIsOfOneMomentAndAgesWithoutTellingAnybody) {
+  hook(AgentState::working);
+  time.advance(900);
+  EXPECT_TRUE(coordinator.picture().sessions->at("s").isWorking());
+  log.take();
+  time.advance(0.5);
+  const Date stopped = time.now();
+  for (int look = 0; look < 2; ++look) {
+    const SessionPicture picture = coordinator.picture();
+    EXPECT_EQ(picture.sessions->at("s").state, AgentState::stale);
+    EXPECT_EQ(picture.lastActiveAgentStoppedAt, stopped) << "for the first look only";
+    EXPECT_EQ(picture.now, time.now());
+    time.advance(5);
+  }
+  EXPECT_EQ(log.take().size(), 2u) << "of the session and of the debounce, once each";
+  EXPECT_EQ(delegate->calls, 1) << "of the event";
+}
+
+TEST_F(AgentStateCoordinatorTest, AClockThatIsSetBackAgesWhatWasHeardBeforeAndNothingElse) {
+  hook(AgentState::working, "before");
+  time.advance(10);
+  (void)coordinator.picture();
+  time.setWallClock(time.now() - 7200);
+  hook(AgentState::working, "after");
+  time.advance(890.5);
+  const auto sessions = coordinator.picture().sessions;
+  EXPECT_EQ(sessions->at("before").state, AgentState::stale);
+  EXPECT_EQ(sessions->at("after").state, AgentState::working);
+}
+
 TEST_F(AgentStateCoordinatorTest, AnAbsurdDateOfAnEventDoesNotStopTheSweep) {
   coordinator.didReceiveHookEvent(
       HookEvent::of(AgentType::claude, AgentState::working, Date::fromUnix(-1e300), "old"));
@@ -245,7 +275,7 @@ TEST_F(AgentStateCoordinatorTest, TheBookkeepingAgreesWithAFullCountAfterAnySequ
     } else if (kind < 15) {
       coordinator.registerProcessSession(AgentType::claude, upTo(6), upTo(2) == 0, 0.5);
     } else if (kind < 17) {
-      coordinator.sweepStaleSessions(time.now());
+      kind == 15 ? coordinator.sweepStaleSessions(time.now()) : static_cast<void>(coordinator.picture());
     } else if (kind < 19) {
       coordinator.removeSession("s" + std::to_string(upTo(12)));
     } else if (upTo(20) == 0) {

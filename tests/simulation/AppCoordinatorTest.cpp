@@ -93,6 +93,29 @@ TEST_F(AppCoordinatorTest, ASessionThatFallsSilentIsStaleAfterFifteenMinutesAndT
   EXPECT_EQ(world.machine.take(), (Actions{"release 1", "sleep on"}));
 }
 
+// A session goes stale between two ticks, where only an evaluation sees it.
+TEST_F(AppCoordinatorTest, GoingStaleIsOneEndWhoeverSeesItFirst) {
+  world.run(0.5);
+  work();
+  world.desktop.take();
+  Actions decisions;
+  world.host().onEvaluated = [&] {
+    const std::string now = decision();
+    if (now.find("debounce") == std::string::npos && (decisions.empty() || decisions.back() != now))
+      decisions.push_back(now);
+  };
+  for (int i = 0; i < 10 * 940; ++i) {
+    world.run(0.1);
+    world.host().evaluate();
+  }
+  EXPECT_EQ(decisions, (Actions{"Active (1 working agent) — Claude Code working",
+                                "Sleep enabled — No active agent sessions"}));
+  EXPECT_EQ(world.desktop.take(),
+            (Actions{"vigilo.finished silent: Normal sleep behavior has been restored.", "Hero"}));
+  EXPECT_EQ(world.machine.take(),
+            (Actions{"idle+ Vigilo: Claude Code working", "sleep off", "release 1", "sleep on"}));
+}
+
 TEST_F(AppCoordinatorTest, EachSafetyBlockReleasesBothHoldsAtOnce) {
   const struct {
     const char* name;

@@ -38,8 +38,10 @@ class Life {
 
   void run(int seconds) {
     for (second_ = 0; second_ < seconds; ++second_) {
+      const double moment = upTo(99) / 100.0;
+      world_.run(moment);
       disturb();
-      world_.run(1);
+      world_.run(1 - moment);
       observe();
       check();
       checkRequests();
@@ -55,6 +57,9 @@ class Life {
   int upTo(int most) { return static_cast<int>(random_() % static_cast<unsigned>(most + 1)); }
 
   void disturb() {
+    // The clock first: what happens next may be the first that comes after it was set.
+    if (oneIn(9000)) setClockBack(upTo(oneIn(2) ? 90 : 7200));
+    if (oneIn(20000)) moveClockOn(upTo(7200));
     if (world_.hostRuns() && oneIn(busy_ ? 40 : 400)) sendEvent();
     if (oneIn(3600)) busy_ = !busy_;
     if (oneIn(600)) world_.machine.setBattery(onAC_ = oneIn(2), percent_ = upTo(100));
@@ -62,7 +67,6 @@ class Life {
     if (oneIn(7200)) world_.defaults.set("pauseUntil", pauseUntil_ = world_.time.now() + upTo(600));
     if (oneIn(4000)) runOrEndProcess();
     if (oneIn(3000)) closeOrOpenLid();
-    if (oneIn(9000)) setClockBack(upTo(90));
     // Faults are frequent and end within minutes, about as long as a lease lasts.
     if (oneIn(world_.helperHangs ? 120 : 1500)) world_.helperHangs = !world_.helperHangs;
     if (oneIn(world_.helperRuns() ? 1500 : 100))
@@ -91,8 +95,13 @@ class Life {
   void closeOrOpenLid() {
     world_.machine.isLidClosed = !world_.machine.isLidClosed;
     if (!world_.machine.isLidClosed || world_.machine.sleepDisabled) return;
-    world_.time.setWallClock(world_.time.now() + upTo(3600));
+    moveClockOn(upTo(3600));
     world_.machine.isLidClosed = false;
+  }
+
+  // The machine was asleep, or the clock was set.
+  void moveClockOn(int seconds) {
+    world_.time.setWallClock(world_.time.now() + seconds);
     woke_ = second_;
   }
 
@@ -114,6 +123,7 @@ class Life {
   void startHost() {
     decision_ = WakeDecision::Release{"Initializing"};
     askedToRelease_ = false;
+    world_.scanLag = upTo(99) / 100.0;
     world_.startHost();
     world_.host().onEvaluated = [this] { decided(world_.host().currentDecision.get()); };
     decided(world_.host().currentDecision.get());
@@ -123,6 +133,10 @@ class Life {
   void decided(const WakeDecision& now) {
     counts_ = counts_ || countsAsActive();
     const bool was = decision_.isHolding();
+    const bool agentsEnd = was && decision_.hold()->activeAgentCount > 0 && now.release() != nullptr;
+    require(agentsEnd, second_ - woke_ <= 1, "the last agent's end is debounced");
+    const bool begins = now.isHolding() && decision_.release() != nullptr;
+    require(begins, now.hold() != nullptr && now.hold()->activeAgentCount > 0, "only an agent begins a hold");
     if (!was && now.isHolding()) {
       world_.requests.emplace_back("hold");
       const int agents = std::max(now.hold()->activeAgentCount, 1);

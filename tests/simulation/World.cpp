@@ -181,6 +181,7 @@ void World::startHost() {
   battery->queryPowerSource();
   std::shared_ptr<ProcessMonitor> monitor;
   if (scansProcesses) {
+    scans_ = time.queue(ProcessMonitor::queueLabel, scanLag);
     const ProcessMonitor::Sources sources{"/nonexistent", *processes_, *applications_};
     monitor = std::make_shared<ProcessMonitor>(*scans_, time.clock(), sources);
   }

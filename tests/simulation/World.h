@@ -76,6 +76,7 @@ class World {
   Actions requests;          // to the helper that changed or could have changed something, as they were sent
   bool helperHangs = false;  // takes requests and never answers in time
   bool scansProcesses = false;  // from the next start of the host on
+  double scanLag = 0;           // how long after the evaluation of each second, in seconds; likewise
 
  private:
   class Transport;

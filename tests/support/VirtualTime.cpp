@@ -54,15 +54,15 @@ namespace {
 
 class VirtualQueue final : public Queue {
  public:
-  VirtualQueue(std::shared_ptr<VirtualTime::State> state, std::string label)
-      : Queue(std::move(label)), state_(std::move(state)) {}
+  VirtualQueue(std::shared_ptr<VirtualTime::State> state, std::string label, double lag)
+      : Queue(std::move(label)), state_(std::move(state)), lag_(std::llround(lag * 1e9)) {}
 
   ~VirtualQueue() override {
     std::erase_if(state_->tasks, [this](const auto& task) { return task.second.first == this; });
   }
 
-  void async(Task task) override { state_->add(this, Duration::zero(), std::move(task)); }
-  void asyncAfter(Duration delay, Task task) override { state_->add(this, delay, std::move(task)); }
+  void async(Task task) override { state_->add(this, lag_, std::move(task)); }
+  void asyncAfter(Duration delay, Task task) override { state_->add(this, delay + lag_, std::move(task)); }
 
   CancelToken timer(Duration first, Duration interval, Task task) override {
     struct Token final : Cancellable {
@@ -70,7 +70,7 @@ class VirtualQueue final : public Queue {
       ~Token() override { *live = false; }
     };
     auto token = std::make_unique<Token>();
-    arm(first, interval, std::move(task), token->live);
+    arm(first + lag_, interval, std::move(task), token->live);
     return token;
   }
 
@@ -94,6 +94,7 @@ class VirtualQueue final : public Queue {
   }
 
   const std::shared_ptr<VirtualTime::State> state_;
+  const Duration lag_;
 };
 
 }  // namespace
@@ -104,8 +105,8 @@ VirtualTime::VirtualTime(Date start) : state_(std::make_shared<State>()) {
 
 VirtualTime::~VirtualTime() = default;
 
-std::unique_ptr<Queue> VirtualTime::queue(std::string label) {
-  return std::make_unique<VirtualQueue>(state_, std::move(label));
+std::unique_ptr<Queue> VirtualTime::queue(std::string label, double lag) {
+  return std::make_unique<VirtualQueue>(state_, std::move(label), lag);
 }
 
 Date VirtualTime::now() const {

@@ -22,7 +22,8 @@ class VirtualTime {
   explicit VirtualTime(Date start = Date::fromUnix(1795262400));
   ~VirtualTime();
 
-  std::unique_ptr<Queue> queue(std::string label);
+  // Whatever the queue is given runs `lag` seconds later than asked for, as on a thread that is slow to wake.
+  std::unique_ptr<Queue> queue(std::string label, double lag = 0);
   Date now() const;
   Clock clock() const;
   AwakeClock awakeClock() const;
