@@ -92,6 +92,8 @@ std::shared_ptr<HookEventReceiverDelegate> AppCoordinator::hookEvents() const {
 
 void AppCoordinator::start() {
   log_.info("Starting Vigilo AppCoordinator...");
+  isStopped_ = false;
+  holds_.open();
   if (parts_.notifications != nullptr) parts_.notifications->requestAuthorization();
   parts_.batteryMonitor->start();
   parts_.thermalMonitor->start();
@@ -128,6 +130,7 @@ void AppCoordinator::startShortcut() {
 }
 
 void AppCoordinator::stop(std::function<void()> released) {
+  isStopped_ = true;
   evalTimer_.reset();
   if (parts_.usageCoordinator != nullptr) parts_.usageCoordinator->stop();
   if (parts_.hookReceiver != nullptr) parts_.hookReceiver->stop();
@@ -135,7 +138,7 @@ void AppCoordinator::stop(std::function<void()> released) {
   parts_.thermalMonitor->stop();
   if (parts_.processMonitor != nullptr) parts_.processMonitor->stop();
   if (parts_.shortcutController != nullptr) parts_.shortcutController->stop();
-  holds_.release(std::move(released));
+  holds_.close(std::move(released));
 }
 
 void AppCoordinator::tick() {
@@ -146,7 +149,7 @@ void AppCoordinator::tick() {
 }
 
 void AppCoordinator::applyScan(std::vector<ProcessMatch> matches) {
-  if (evalTimer_ == nullptr) return;  // a scan that was under way at the stop
+  if (isStopped_) return;
   {
     const SessionPicture picture = parts_.agentCoordinator->picture();
     hookPrecedence_->apply(matches, *picture.sessions, picture.now);
@@ -205,6 +208,7 @@ void AppCoordinator::coordinatorDidUpdateSessions(SessionSnapshot sessions,
 
 void AppCoordinator::evaluate() {
   evaluationWaits_ = false;
+  if (isStopped_) return;
   PolicyEvaluationContext context;
   context.config = parts_.settings.policyConfig();
   context.powerSource = parts_.batteryMonitor->currentSnapshot();

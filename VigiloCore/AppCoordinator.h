@@ -64,7 +64,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   ~AppCoordinator() override;
 
   void start();
-  // Ends the evaluation, the receiver and the monitors, and gives back every hold. The published state stays.
+  // Ends the evaluation, the receiver and the monitors, and gives back every hold. The published state stays;
+  // evaluations that wait on the main queue, or are ordered later, do nothing.
   // `released` comes on the holds queue once the helper has answered or failed to.
   void stop(std::function<void()> released = [] {});
   // One evaluation of the policy, applied and published.
@@ -127,6 +128,7 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
 
   WakeDecision previousDecision_{WakeDecision::Release{"Initializing"}};
   bool isBatteryBlocked_ = false;
+  bool isStopped_ = false;
   std::optional<Date> lastTick_;
   CancelToken evalTimer_;
   std::vector<std::shared_ptr<void>> subscriptions_;

@@ -16,9 +16,23 @@ void HoldApplier::release(std::function<void()> done) {
   post({false, {}, std::move(done)});
 }
 
+void HoldApplier::close(std::function<void()> done) {
+  {
+    const LockGuard guard(state_->mutex);
+    state_->isClosed = true;
+  }
+  release(std::move(done));
+}
+
+void HoldApplier::open() {
+  const LockGuard guard(state_->mutex);
+  state_->isClosed = false;
+}
+
 void HoldApplier::post(Step step) {
   {
     const LockGuard guard(state_->mutex);
+    if (step.isHold && state_->isClosed) return;
     auto& waiting = state_->waiting;
     if (step.isHold && !waiting.empty() && waiting.back().isHold) {
       waiting.back() = std::move(step);
@@ -35,6 +49,7 @@ void HoldApplier::runNext(State& state, IdleWakeAssertionControlling& idle, Deep
     const LockGuard guard(state.mutex);
     step = std::move(state.waiting.front());
     state.waiting.pop_front();
+    if (step.isHold && state.isClosed) return;
   }
   if (step.isHold) {
     idle.acquire(step.request.reason, step.request.preventDisplaySleep);

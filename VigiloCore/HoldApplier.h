@@ -14,7 +14,7 @@ namespace vigilo {
 
 // Carries out what the coordinator wants held, in order, on one serial queue, so that the main queue never
 // waits for a bus or for the helper. Requests to hold that wait for their turn fold into the newest; a
-// release is never dropped. Thread-safe. The queue must outlive it; the controllers live for as long as a
+// release is never dropped. Once it is closed nothing is asked for any more, also of what waits. Thread-safe. The queue must outlive it; the controllers live for as long as a
 // request is under way.
 class HoldApplier {
  public:
@@ -32,6 +32,9 @@ class HoldApplier {
   void hold(Request request);
   // Drops both holds. `done` comes on the queue once the helper has answered or failed to.
   void release(std::function<void()> done);
+  // The same for good: until it is opened again, requests to hold are passed over.
+  void close(std::function<void()> done);
+  void open();
 
  private:
   struct Step {
@@ -41,6 +44,7 @@ class HoldApplier {
   };
   struct State {
     Mutex mutex;
+    bool isClosed VIGILO_GUARDED_BY(mutex) = false;
     std::deque<Step> waiting VIGILO_GUARDED_BY(mutex);
   };
 

@@ -253,7 +253,10 @@ TEST_F(AppCoordinatorTest, AHangingHelperNeitherDelaysTheIdleHoldNorLosesTheRele
 TEST_F(AppCoordinatorTest, StoppingReleasesBothAndLeavesThePublishedDecision) {
   work();
   bool released = false;
+  world.event(AgentType::codex, AgentState::working);  // its evaluation waits
   world.host().stop([&] { released = true; });
+  world.event(AgentType::gemini, AgentState::working);  // of a hook that was under way
+  world.host().evaluate();
   world.run(0);
   EXPECT_TRUE(released);
   EXPECT_FALSE(world.machine.holdsIdle() || world.machine.sleepDisabled);
