@@ -79,7 +79,7 @@ void DeepSleepController::runNext() {
       if (renewalTimer_ == nullptr) return finish();
       // The answer does not matter: the next acquire or the status tells.
       return send({HelperCommand::renew, currentLeaseId_, operation.ttlSeconds},
-                  [this](std::optional<HelperResponse>) { finish(); });
+                  [this](const Answer&) { finish(); });
     default:
       return runStatus(std::move(operation));
   }
@@ -92,25 +92,36 @@ void DeepSleepController::runAcquire(Operation operation) {
   };
   if (memory_ != nullptr) return answer(true);
   if (!currentLeaseId_) setLease(makeUuid());
-  const double ttlSeconds = operation.ttlSeconds;
-  send({HelperCommand::acquire, currentLeaseId_, ttlSeconds},
-       [this, ttlSeconds, answer](const std::optional<HelperResponse>& response) {
-         const bool taken = response && response->ok;
-         taken ? succeeded(ttlSeconds) : failed();
-         answer(taken);
-       });
+  ttlSeconds_ = operation.ttlSeconds;
+  send({HelperCommand::acquire, currentLeaseId_, ttlSeconds_}, [this, answer](const Answer& reply) {
+    // Whoever was reached may hold the lease now, also where no answer came.
+    if (reply.outcome != HelperTransport::Outcome::refused) mayBeHeldBy(reply.path);
+    const bool taken = reply.response && reply.response->ok;
+    taken ? succeeded() : failed();
+    answer(taken);
+  });
 }
 
-void DeepSleepController::succeeded(double ttlSeconds) {
+void DeepSleepController::mayBeHeldBy(const std::string& path) {
+  if (holder_ && *holder_ != path) owe(*std::move(holder_), *currentLeaseId_);
+  holder_ = path;
+  std::erase_if(owed_, [this](const OwedRelease& owed) {
+    return owed.path == *holder_ && owed.leaseId == *currentLeaseId_;
+  });
+}
+
+void DeepSleepController::succeeded() {
+  // The helper has one lease: this one took the place of what was to be given back there.
+  std::erase_if(owed_, [this](const OwedRelease& owed) { return owed.path == *holder_; });
   // Re-acquisitions come every few seconds for as long as agents work: only the first is news.
   if (renewalTimer_ == nullptr)
     log_.info("Successfully acquired deep hold lease %s", *currentLeaseId_);
   else
     log_.debug("Successfully acquired deep hold lease %s", *currentLeaseId_);
   failure_.ends();
-  const Duration interval = fromSeconds(std::max(ttlSeconds * 0.25, leastRenewalSeconds));
-  renewalTimer_ = queue_.timer(interval, interval, [this, ttlSeconds] {
-    enqueue(HelperCommand::renew).ttlSeconds = ttlSeconds;
+  const Duration interval = fromSeconds(std::max(ttlSeconds_ * 0.25, leastRenewalSeconds));
+  renewalTimer_ = queue_.timer(interval, interval, [this] {
+    enqueue(HelperCommand::renew).ttlSeconds = ttlSeconds_;
     runNext();
   });
   memory_ = queue_.timer(fromSeconds(memorySeconds), Duration::zero(), [this] { memory_.reset(); });
@@ -132,25 +143,54 @@ void DeepSleepController::runRelease(Operation operation) {
   };
   if (!currentLeaseId_) return answer(true);
   const std::string lease = *currentLeaseId_;
+  const auto holder = std::exchange(holder_, std::nullopt);
   setLease(std::nullopt);
-  send({HelperCommand::release, lease, std::nullopt}, [this, lease, answer](std::optional<HelperResponse>) {
-    log_.info("Released deep hold lease %s", lease);
-    answer(true);
-  });
+  exchange(holder.value_or(choosePath()), encodeRecord(HelperRequest{HelperCommand::release, lease, {}}),
+           !holder, [this, lease, holder, answer](const Answer& reply) {
+             if (holder && reply.outcome != HelperTransport::Outcome::answered)
+               owe(*holder, lease);
+             else
+               log_.info("Released deep hold lease %s", lease);
+             answer(true);
+           });
+}
+
+void DeepSleepController::owe(std::string path, std::string lease) {
+  log_.error(
+      "A helper that may still hold sleep off does not answer: asking it again until the lease lapses");
+  owed_.push_back({std::move(path), std::move(lease), static_cast<int>(ttlSeconds_ / retrySeconds) + 1});
+  if (retryTimer_ == nullptr)
+    retryTimer_ = queue_.timer(fromSeconds(retrySeconds), fromSeconds(retrySeconds), [this] { retryOwed(); });
+}
+
+void DeepSleepController::retryOwed() {
+  if (owed_.empty()) return retryTimer_.reset();
+  if (busy_) return;
+  busy_ = true;
+  OwedRelease owed = std::move(owed_.front());
+  owed_.pop_front();
+  const std::string path = owed.path;
+  exchange(path, encodeRecord(HelperRequest{HelperCommand::release, owed.leaseId, {}}), false,
+           [this, owed = std::move(owed)](const Answer& reply) mutable {
+             if (reply.outcome == HelperTransport::Outcome::answered)
+               log_.info("Released deep hold lease %s", owed.leaseId);
+             else if (--owed.triesLeft > 0)
+               owed_.push_back(std::move(owed));
+             finish();
+           });
 }
 
 void DeepSleepController::runStatus(Operation operation) {
-  send(
-      {HelperCommand::status, std::nullopt, std::nullopt},
-      [this, waiting = std::move(operation.waitingForStatus)](const std::optional<HelperResponse>& response) {
-        DeepSleepStatus status;
-        if (response && response->status)
-          status = *response->status;
-        else
-          status.isHelperInstalled = transport_.exists(socketPath_);
-        for (const auto& done : waiting) done(status);
-        finish();
-      });
+  send({HelperCommand::status, std::nullopt, std::nullopt},
+       [this, waiting = std::move(operation.waitingForStatus)](const Answer& reply) {
+         DeepSleepStatus status;
+         if (reply.response && reply.response->status)
+           status = *reply.response->status;
+         else
+           status.isHelperInstalled = transport_.exists(reply.path);
+         for (const auto& done : waiting) done(status);
+         finish();
+       });
 }
 
 void DeepSleepController::finish() {
@@ -162,28 +202,25 @@ std::string DeepSleepController::choosePath() {
   return !paths_.second || transport_.exists(paths_.first) ? paths_.first : *paths_.second;
 }
 
-void DeepSleepController::send(HelperRequest request, Reply reply) {
+void DeepSleepController::send(const HelperRequest& request, Reply reply) {
   const bool pathIsSure = renewalTimer_ != nullptr;
-  if (!pathIsSure) socketPath_ = choosePath();
-  const bool maySwitch = !pathIsSure && paths_.second && socketPath_ == paths_.first;
-  exchange(socketPath_, encodeRecord(request), maySwitch, std::move(reply));
+  exchange(pathIsSure ? *holder_ : choosePath(), encodeRecord(request), !pathIsSure, std::move(reply));
 }
 
 void DeepSleepController::exchange(std::string path, std::string request, bool maySwitch, Reply reply) {
   transport_.exchange(path, request,
-                      [this, self = self_, request, maySwitch, reply = std::move(reply)](
+                      [this, self = self_, path, request, maySwitch, reply = std::move(reply)](
                           HelperTransport::Outcome outcome, const std::string& bytes) mutable {
                         if (*self == nullptr) return;
-                        if (outcome == HelperTransport::Outcome::refused && maySwitch) {
-                          socketPath_ = *paths_.second;
-                          return exchange(socketPath_, std::move(request), false, std::move(reply));
+                        if (outcome == HelperTransport::Outcome::refused && maySwitch && paths_.second &&
+                            path == paths_.first)
+                          return exchange(*paths_.second, std::move(request), false, std::move(reply));
+                        Answer answer{std::move(path), outcome, std::nullopt};
+                        if (outcome == HelperTransport::Outcome::answered) {
+                          if (auto response = decodeRecord<HelperResponse>(bytes))
+                            answer.response = *std::move(response);
                         }
-                        if (outcome != HelperTransport::Outcome::answered) return reply(std::nullopt);
-                        auto response = decodeRecord<HelperResponse>(bytes);
-                        if (response)
-                          reply(*std::move(response));
-                        else
-                          reply(std::nullopt);
+                        reply(answer);
                       });
 }
 

@@ -33,12 +33,18 @@ class DeepSleepControlling {
 // the lease, five seconds at least. A lost helper shows in `status` only: its watchdog ends the hold when the
 // lease lapses.
 //
+// A lease belongs to the helper that granted it, or that was asked and did not answer. It is renewed there
+// for as long as that helper answers, and released there. A release without an answer is owed: it is repeated
+// every `retrySeconds` until the helper, or the one that was started in its place, answers, until that helper
+// grants another lease, or until the lease must have lapsed.
+//
 // Every member may be called from any thread. All state but the flag behind `isDeepHoldActive` belongs to the
 // queue; callbacks come there, and the object must be destroyed there or after the queue has ended.
 class DeepSleepController final : public DeepSleepControlling {
  public:
   static constexpr double memorySeconds = 5.0;
   static constexpr double leastRenewalSeconds = 5.0;
+  static constexpr double retrySeconds = 5.0;
 
   // The helper's possible sockets. While no lease is held the path is chosen anew for each request: the first
   // where a file stands there, else the second; where nobody listens at the first, the second.
@@ -67,18 +73,31 @@ class DeepSleepController final : public DeepSleepControlling {
     std::vector<std::function<void(bool)>> waitingForResult;             // acquire, release
     std::vector<std::function<void(DeepSleepStatus)>> waitingForStatus;  // status
   };
-  using Reply = std::function<void(std::optional<HelperResponse>)>;
+  struct Answer {
+    std::string path;  // who was asked
+    HelperTransport::Outcome outcome{};
+    std::optional<HelperResponse> response;
+  };
+  using Reply = std::function<void(const Answer&)>;
+  struct OwedRelease {
+    std::string path;
+    std::string leaseId;
+    int triesLeft = 0;
+  };
 
   Operation& enqueue(HelperCommand command);
   void runNext();
   void runAcquire(Operation operation);
   void runRelease(Operation operation);
   void runStatus(Operation operation);
-  void send(HelperRequest request, Reply reply);
+  void send(const HelperRequest& request, Reply reply);
   void exchange(std::string path, std::string request, bool maySwitch, Reply reply);
   void finish();
-  void succeeded(double ttlSeconds);
+  void succeeded();
   void failed();
+  void mayBeHeldBy(const std::string& path);
+  void owe(std::string path, std::string lease);
+  void retryOwed();
   std::string choosePath();
   void setLease(std::optional<std::string> lease);
 
@@ -94,8 +113,11 @@ class DeepSleepController final : public DeepSleepControlling {
   // On the queue:
   std::deque<Operation> waiting_;
   bool busy_ = false;
-  std::string socketPath_;  // the last one chosen
   std::optional<std::string> currentLeaseId_;
+  std::optional<std::string> holder_;  // the path of the helper that holds the lease, or may hold it
+  double ttlSeconds_ = 0;              // of the last acquire
+  std::deque<OwedRelease> owed_;
+  CancelToken retryTimer_;    // present while a release is owed
   CancelToken renewalTimer_;  // present exactly while the last acquire succeeded
   CancelToken memory_;        // present while acquisitions are answered from memory
   FailureEpisode failure_;

@@ -27,7 +27,9 @@ class FakeHelper final : public HelperTransport {
     if (decoded->ttlSeconds) entry += " " + std::to_string(static_cast<int>(*decoded->ttlSeconds));
     if (decoded->leaseId) leases.insert(*decoded->leaseId);
     sent.push_back(entry);
-    const Outcome outcome = listening.contains(path) ? Outcome::answered : Outcome::refused;
+    const Outcome outcome = silent.contains(path)      ? Outcome::failed
+                            : listening.contains(path) ? Outcome::answered
+                                                       : Outcome::refused;
     const std::string reply =
         encodeRecord(HelperResponse{ok, DeepSleepStatus{.isHelperInstalled = true}, {}});
     queue_.asyncAfter(delay,
@@ -38,6 +40,7 @@ class FakeHelper final : public HelperTransport {
 
   std::set<std::string> files{"/root.sock"};
   std::set<std::string> listening{"/root.sock"};
+  std::set<std::string> silent;  // that take requests and do not answer
   bool ok = true;
   Duration delay{};
   std::vector<std::string> sent;
@@ -138,6 +141,60 @@ TEST_F(DeepSleepControllerTest, ARefusedConnectionOnTheFirstPathMeansTheSecond) 
   helper.take();
   acquire();
   EXPECT_EQ(helper.take(), Sent{"/root.sock acquire 60"}) << "without a lease the path is chosen anew";
+}
+
+TEST_F(DeepSleepControllerTest, ALeaseIsReleasedWhereItIsHeldAlsoWhenAnotherHelperHasCome) {
+  helper.listening = {"/home.sock"};
+  helper.files.clear();
+  acquire();
+  helper.silent = {"/home.sock"};  // it hangs, and one is installed for the whole machine
+  helper.listening.insert("/root.sock");
+  helper.files.insert("/root.sock");
+  time.advance(5);
+  acquire();
+  helper.take();
+  release();
+  EXPECT_EQ(helper.take(), Sent{"/home.sock release"});
+
+  // The same, but the other one grants the next lease before the end.
+  helper.silent.clear();
+  helper.files.clear();
+  acquire();
+  EXPECT_EQ(helper.take(), Sent{"/home.sock acquire 60"});
+  helper.silent = {"/home.sock"};
+  helper.files.insert("/root.sock");
+  time.advance(5);
+  acquire();
+  acquire();
+  EXPECT_EQ(helper.take(), (Sent{"/home.sock acquire 60", "/root.sock acquire 60"}));
+  helper.silent.clear();
+  time.advance(5.1);
+  EXPECT_EQ(helper.take(), Sent{"/home.sock release"}) << "it may hold the lease for a minute";
+  time.advance(15);
+  EXPECT_EQ(helper.take(), Sent{"/root.sock renew 60"});
+}
+
+TEST_F(DeepSleepControllerTest, AReleaseIsOwedUntilItIsAnsweredOrTheLeaseHasLapsed) {
+  for (const bool answersAgain : {true, false}) {
+    acquire();
+    helper.listening.clear();  // it is being restarted
+    helper.take();
+    release();
+    time.advance(19);
+    EXPECT_EQ(helper.take(), Sent(4, "/root.sock release"));
+    if (answersAgain) helper.listening = {"/root.sock"};
+    time.advance(200);
+    EXPECT_EQ(helper.take().size(), answersAgain ? 1u : 10u);
+    helper.listening = {"/root.sock"};
+  }
+  acquire();
+  helper.silent = {"/root.sock"};
+  release();
+  helper.silent.clear();
+  helper.take();
+  acquire();
+  time.advance(10);
+  EXPECT_EQ(helper.take(), Sent{"/root.sock acquire 60"}) << "its helper has granted the next lease";
 }
 
 TEST_F(DeepSleepControllerTest, WithoutAHelperTheStatusSaysSoAndTheFailureIsLoggedOnce) {

@@ -140,8 +140,12 @@ class World::Transport final : public HelperTransport {
   explicit Transport(World& world) : world_(world) {}
   bool exists(const std::string&) override { return true; }
   void exchange(const std::string&, const std::string& request, Completion done) override {
-    const auto command = decodeRecord<HelperRequest>(request)->command;
-    if (command != HelperCommand::status) world_.requests.emplace_back(rawValue(command));
+    const auto decoded = decodeRecord<HelperRequest>(request);
+    if (decoded->command != HelperCommand::status) {
+      const bool again =
+          decoded->command == HelperCommand::release && !released_.insert(*decoded->leaseId).second;
+      world_.requests.emplace_back(again ? "release again" : rawValue(decoded->command));
+    }
     if (world_.helperHangs) {
       return world_.holds_->asyncAfter(std::chrono::seconds(1), [done] { done(Outcome::failed, ""); });
     }
@@ -153,6 +157,7 @@ class World::Transport final : public HelperTransport {
 
  private:
   World& world_;
+  std::set<std::string> released_;  // leases
 };
 
 World::World() {

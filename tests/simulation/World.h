@@ -73,8 +73,10 @@ class World {
   Machine machine;
   MemoryDefaults defaults;
   FakeDesktop desktop;
-  Actions requests;          // to the helper that changed or could have changed something, as they were sent
-  bool helperHangs = false;  // takes requests and never answers in time
+  // To the helper, that changed or could have changed something, as they were sent; a release that was
+  // repeated is "release again".
+  Actions requests;
+  bool helperHangs = false;     // takes requests and never answers in time
   bool scansProcesses = false;  // from the next start of the host on
   double scanLag = 0;           // how long after the evaluation of each second, in seconds; likewise
 
