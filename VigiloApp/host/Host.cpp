@@ -103,7 +103,7 @@ class Host {
   const std::shared_ptr<AgentStateCoordinator> agents_ = std::make_shared<AgentStateCoordinator>(Date::now);
   const std::shared_ptr<HookEventReceiver> receiver_;
   const std::shared_ptr<IdleWakeAssertionController> idle_ =
-      std::make_shared<IdleWakeAssertionController>(*platform_.powerAssertions);
+      std::make_shared<IdleWakeAssertionController>(platform_.powerAssertions);
   const std::shared_ptr<DeepSleepController> deep_;
   const std::shared_ptr<BatteryMonitor> battery_ =
       std::make_shared<BatteryMonitor>(*platform_.powerSource, *main_, Date::now);

@@ -18,7 +18,7 @@ namespace vigilo {
 
 // The machine's services as the host uses them, one object each. The helper opens only its own.
 struct Platform {
-  std::unique_ptr<PowerAssertions> powerAssertions;
+  std::shared_ptr<PowerAssertions> powerAssertions;  // whoever holds some keeps it
   std::unique_ptr<PowerSourceProvider> powerSource;
   std::unique_ptr<ThermalStateProvider> thermalState;
   std::unique_ptr<LidStateProvider> lidState;

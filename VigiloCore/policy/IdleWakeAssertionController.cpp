@@ -17,7 +17,7 @@ bool IdleWakeAssertionController::acquire(const std::string& reason, bool preven
   if (!preventDisplaySleep && held_.display == 0) return true;
   if (preventDisplaySleep && stands(held_.display)) return true;
   if (preventDisplaySleep && displayFailed_) {
-    keepDisplay(assertions_.create(preventUserIdleDisplaySleep, name_));
+    keepDisplay(assertions_->create(preventUserIdleDisplaySleep, name_));
     return true;
   }
   return exchange(reason, preventDisplaySleep);
@@ -32,14 +32,14 @@ void IdleWakeAssertionController::release() {
 }
 
 bool IdleWakeAssertionController::stands(std::uint32_t identifier) const {
-  return identifier != 0 && assertions_.stands(identifier);
+  return identifier != 0 && assertions_->stands(identifier);
 }
 
 bool IdleWakeAssertionController::exchange(const std::string& reason, bool preventDisplaySleep) {
   name_ = "Vigilo: " + reason;
-  const Created system = assertions_.create(preventUserIdleSystemSleep, name_);
+  const Created system = assertions_->create(preventUserIdleSystemSleep, name_);
   std::optional<Created> display;
-  if (system && preventDisplaySleep) display = assertions_.create(preventUserIdleDisplaySleep, name_);
+  if (system && preventDisplaySleep) display = assertions_->create(preventUserIdleDisplaySleep, name_);
   releaseHeld();
   if (!system) {
     const int code = system.error().code;
@@ -68,12 +68,12 @@ void IdleWakeAssertionController::keepDisplay(const Created& display) {
 void IdleWakeAssertionController::releaseHeld() {
   displayFailed_ = false;
   if (held_.system != 0) {
-    assertions_.release(held_.system);
+    assertions_->release(held_.system);
     log_.info("Released PreventUserIdleSystemSleep assertion ID: %u", held_.system);
     held_.system = 0;
   }
   if (held_.display != 0) {
-    assertions_.release(held_.display);
+    assertions_->release(held_.display);
     log_.info("Released PreventUserIdleDisplaySleep assertion ID: %u", held_.display);
     held_.display = 0;
   }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 
 #include "platform/PowerAssertions.h"
 #include "support/Log.h"
@@ -30,10 +32,12 @@ class IdleWakeAssertionControlling {
 //
 // Calls block for as long as the assertions' service needs. Any thread may call; the lock guards everything
 // and is held across the service's calls, so that a release never overtakes the acquisition before it. No
-// assertion outlives the controller. `assertions` must outlive it.
+// assertion outlives the controller, which may itself be kept by a task that waits on a queue: it keeps the
+// service that it calls.
 class IdleWakeAssertionController final : public IdleWakeAssertionControlling {
  public:
-  explicit IdleWakeAssertionController(PowerAssertions& assertions) : assertions_(assertions) {}
+  explicit IdleWakeAssertionController(std::shared_ptr<PowerAssertions> assertions)
+      : assertions_(std::move(assertions)) {}
   ~IdleWakeAssertionController() override { release(); }
 
   bool isActive() const override;
@@ -53,7 +57,7 @@ class IdleWakeAssertionController final : public IdleWakeAssertionControlling {
   void keepDisplay(const Created& display) VIGILO_REQUIRES(mutex_);
   void releaseHeld() VIGILO_REQUIRES(mutex_);
 
-  PowerAssertions& assertions_;
+  const std::shared_ptr<PowerAssertions> assertions_;
   const Log log_{"com.vigilo.app", "power"};
   mutable Mutex mutex_;
   Held held_ VIGILO_GUARDED_BY(mutex_);

@@ -19,8 +19,18 @@
 
 namespace vigilo {
 
+namespace {
+
+// Can drop what waits before its own end, as its destructor does: whoever owns a task may be kept by it.
+struct LoopContext : asio::io_context {
+  using asio::io_context::io_context;
+  using asio::io_context::shutdown;
+};
+
+}  // namespace
+
 struct AsioQueue::Loop {
-  asio::io_context context{1};
+  LoopContext context{1};
   asio::executor_work_guard<asio::io_context::executor_type> work{context.get_executor()};
   std::optional<asio::signal_set> signals;
   std::thread thread;
@@ -211,10 +221,10 @@ void AsioQueue::stop() {
 
 void AsioQueue::stopAndWait() {
   stop();
-  if (!loop_->thread.joinable()) return;
   if (isCurrent()) fatal("a queue was ended on its own thread: " + label());
-  loop_->thread.join();
+  if (loop_->thread.joinable()) loop_->thread.join();
   loop_->ended = true;
+  loop_->context.shutdown();
 }
 
 bool AsioQueue::stopAndWait(Duration patience) {

@@ -9,8 +9,8 @@
 namespace vigilo {
 
 // A queue with an event loop of its own. A threaded queue runs on a thread named after its label, which its
-// destructor stops and joins; what is still waiting then is dropped. A main queue runs in `run` on the
-// caller's thread. Every queue may block without stopping another. Thread-safe as Queue says.
+// destructor stops and joins. A main queue runs in `run` on the caller's thread. Every queue may block
+// without stopping another. Thread-safe as Queue says.
 class AsioQueue final : public Queue {
  public:
   static std::unique_ptr<AsioQueue> withThread(std::string label);
@@ -29,7 +29,8 @@ class AsioQueue final : public Queue {
   void run();
   // Ends `run`, or the thread, after the task that is running.
   void stop();
-  // The same, and waits for the thread's end; nothing runs on this queue afterwards.
+  // The same, and waits for the thread's end. What still waits is dropped before this returns, with all that
+  // it keeps alive; nothing runs on this queue afterwards.
   void stopAndWait();
   // The same, but waits so long at most. False when a task still runs then: this object and all that the task
   // uses must stay until the process ends.

@@ -147,8 +147,7 @@ TEST(PowerAssertionsOnTheBus, ADesktopIsAskedInItsOwnWords) {
 
 TEST(PowerAssertionsOnTheBus, AServiceThatGoesOrComesMeansToAskAnew) {
   const test::MemorySink log;
-  const auto assertions = makePowerAssertions();
-  IdleWakeAssertionController controller(*assertions);
+  IdleWakeAssertionController controller(makePowerAssertions());
   // As the host does, only faster: news from the bus takes a moment.
   const auto acquireUntilLocksAre = [&](std::size_t count) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
@@ -210,9 +209,8 @@ class PowerAssertionsOfAnIdleMachine : public ::testing::Test {
 
 TEST_F(PowerAssertionsOfAnIdleMachine, AnExchangeLeavesNoGapToFallAsleepIn) {
   const test::MemorySink log;
-  const auto assertions = makePowerAssertions();
   {
-    IdleWakeAssertionController controller(*assertions);
+    IdleWakeAssertionController controller(makePowerAssertions());
     controller.acquire("working", false);
     EXPECT_FALSE(suspends(std::chrono::milliseconds(2500))) << "idle for longer than the limit, but held";
     for (int i = 0; i < 50; ++i) {

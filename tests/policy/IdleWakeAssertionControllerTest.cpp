@@ -44,8 +44,9 @@ class RecordingAssertions final : public PowerAssertions {
 class IdleWakeAssertions : public ::testing::Test {
  protected:
   test::MemorySink log;
-  RecordingAssertions assertions;
-  IdleWakeAssertionController controller{assertions};
+  const std::shared_ptr<RecordingAssertions> service = std::make_shared<RecordingAssertions>();
+  RecordingAssertions& assertions = *service;
+  IdleWakeAssertionController controller{service};
 };
 
 TEST_F(IdleWakeAssertions, OneAcquisitionHoldsUntilItsReleaseWhateverTheReasonOfLaterCalls) {
@@ -126,10 +127,17 @@ TEST_F(IdleWakeAssertions, AFailingDisplayAssertionLeavesTheSystemAssertionAlone
   EXPECT_EQ(log.take(), Lines{"info [power] Acquired PreventUserIdleDisplaySleep assertion ID: 2"});
 }
 
-TEST(IdleWakeAssertionController, DropsWhatItHoldsAtItsEnd) {
-  RecordingAssertions assertions;
-  IdleWakeAssertionController(assertions).acquire("a", true);
-  EXPECT_TRUE(assertions.standing.empty());
+TEST(IdleWakeAssertionController, DropsWhatItHoldsAtItsEndThoughItOutlivesEverybodyElse) {
+  auto service = std::make_shared<RecordingAssertions>();
+  const std::weak_ptr<RecordingAssertions> serviceLives = service;
+  auto controller = std::make_unique<IdleWakeAssertionController>(std::move(service));
+  controller->acquire("a", true);
+  ASSERT_FALSE(serviceLives.expired());
+  auto& standing = serviceLives.lock()->standing;
+  EXPECT_EQ(standing.size(), 2u);
+  const auto kept = serviceLives.lock();
+  controller.reset();
+  EXPECT_TRUE(standing.empty());
 }
 
 }  // namespace

@@ -174,7 +174,7 @@ World::~World() {
 
 void World::startHost() {
   settings_ = std::make_unique<SettingsStore>(defaults, time.clock());
-  assertions_ = std::make_unique<FakeAssertions>(machine);
+  assertions_ = std::make_shared<FakeAssertions>(machine);
   powerProvider_ = std::make_unique<FakePower>(machine);
   thermalProvider_ = std::make_unique<FakeThermal>(machine);
   lidProvider_ = std::make_unique<FakeLid>(machine);
@@ -196,7 +196,7 @@ void World::startHost() {
        .clock = time.clock(),
        .settings = *settings_,
        .agentCoordinator = agents_,
-       .idleAssertionController = std::make_shared<IdleWakeAssertionController>(*assertions_),
+       .idleAssertionController = std::make_shared<IdleWakeAssertionController>(assertions_),
        .deepSleepController = std::make_shared<DeepSleepController>(
            *holds_, *transport_, DeepSleepController::Paths{"/helper.sock", std::nullopt}),
        .batteryMonitor = battery,

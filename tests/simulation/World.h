@@ -92,7 +92,7 @@ class World {
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
 
   std::unique_ptr<SettingsStore> settings_;
-  std::unique_ptr<PowerAssertions> assertions_;
+  std::shared_ptr<PowerAssertions> assertions_;
   std::unique_ptr<PowerSourceProvider> powerProvider_;
   std::unique_ptr<ThermalStateProvider> thermalProvider_;
   std::unique_ptr<LidStateProvider> lidProvider_;

@@ -186,6 +186,27 @@ TEST_F(AsioQueueTest, SyncOnAnEndedQueueRunsInPlace) {
   EXPECT_TRUE(ran);
 }
 
+// What a task keeps alive may keep something of the queue in turn.
+TEST_F(AsioQueueTest, WhatWaitsIsDroppedAtTheEndWithAllThatItKeeps) {
+  struct Owner {
+    CancelToken timer;
+  };
+  auto owner = std::make_shared<Owner>();
+  const std::weak_ptr<Owner> lives = owner;
+  std::promise<void> begun;
+  queue->async([&begun] {
+    begun.set_value();
+    busyUntil(now() + 50ms);
+  });
+  begun.get_future().wait();
+  owner->timer = queue->timer(1h, 1h, [] {});
+  queue->asyncAfter(1h, [owner] {});
+  queue->async([owner = std::move(owner)] { FAIL() << "it came after the end"; });
+  queue->stop();
+  queue->stopAndWait();
+  EXPECT_TRUE(lives.expired());
+}
+
 TEST_F(AsioQueueTest, ATaskThatHangsIsWaitedForNoLongerThanAsked) {
   std::promise<void> begun, end;
   queue->async([&] {
