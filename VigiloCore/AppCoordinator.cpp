@@ -56,7 +56,8 @@ std::shared_ptr<AppCoordinator> AppCoordinator::create(Components components) {
 
 AppCoordinator::AppCoordinator(Components components)
     : parts_(std::move(components)),
-      holds_(parts_.holdsQueue, parts_.idleAssertionController, parts_.deepSleepController),
+      holds_(parts_.assertionsQueue, parts_.deepSleepQueue, parts_.idleAssertionController,
+             parts_.deepSleepController),
       hookFanOut_(
           std::make_shared<HookFanOut>(hookPrecedence_, parts_.agentCoordinator, parts_.usageCoordinator)) {}
 
@@ -98,7 +99,7 @@ void AppCoordinator::start() {
   parts_.batteryMonitor->start();
   parts_.thermalMonitor->start();
   // The lid is asked for on the bus.
-  parts_.holdsQueue.async([lid = parts_.lidMonitor] { lid->start(); });
+  parts_.assertionsQueue.async([lid = parts_.lidMonitor] { lid->start(); });
   if (parts_.processMonitor != nullptr) parts_.processMonitor->start(scanIntervalSeconds);
   if (parts_.hookReceiver != nullptr) {
     try {

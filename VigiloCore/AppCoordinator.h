@@ -30,7 +30,7 @@ namespace vigilo {
 
 // The central object of the host. It starts and stops the monitors and the receiver, gathers their latest
 // state into a context once a second and on every change, lets the wake policy decide, hands what is to be
-// held to the holds queue, and publishes what the user is shown.
+// held to the queues of the holds, and publishes what the user is shown.
 //
 // All state belongs to the main queue, and every member is called there, except `agentSessionsDidChange` and
 // `coordinatorDidUpdateSessions`, which any thread may call. Callbacks from elsewhere hop to the main queue;
@@ -41,7 +41,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   // What the coordinator works with. It keeps the shared parts alive; queues and settings must outlive it.
   struct Components {
     Queue& mainQueue;
-    Queue& holdsQueue;  // where assertions and deep lease requests run
+    Queue& assertionsQueue;  // where idle assertions are taken and the lid is asked for
+    Queue& deepSleepQueue;   // where the deep lease is asked for and renewed; nothing else may block it
     Clock clock;
     SettingsStore& settings;
     std::shared_ptr<AgentStateCoordinator> agentCoordinator;
@@ -66,7 +67,8 @@ class AppCoordinator final : public AgentStateCoordinatorDelegate,
   void start();
   // Ends the evaluation, the receiver and the monitors, and gives back every hold. The published state stays;
   // evaluations that wait on the main queue, or are ordered later, do nothing.
-  // `released` comes on the holds queue once the helper has answered or failed to.
+  // `released` comes on a queue of the holds, once the assertions are dropped and the helper has answered or
+  // failed to.
   void stop(std::function<void()> released = [] {});
   // One evaluation of the policy, applied and published.
   void evaluate();

@@ -1,49 +1,68 @@
 #include "HoldApplier.h"
 
-#include <optional>
+#include <atomic>
 
 namespace vigilo {
 
-HoldApplier::HoldApplier(Queue& queue, std::shared_ptr<IdleWakeAssertionControlling> idle,
+HoldApplier::HoldApplier(Queue& idleQueue, Queue& deepQueue,
+                         std::shared_ptr<IdleWakeAssertionControlling> idle,
                          std::shared_ptr<DeepSleepControlling> deep)
-    : queue_(queue), idle_(std::move(idle)), deep_(std::move(deep)) {}
+    : idle_(std::move(idle)), deep_(std::move(deep)), idleLane_(idleQueue), deepLane_(deepQueue) {}
 
 void HoldApplier::hold(Request request) {
-  post({true, std::move(request), nullptr});
+  const bool deep = request.deep;
+  idleLane_.post(true, [idle = idle_, request = std::move(request)] {
+    idle->acquire(request.reason, request.preventDisplaySleep);
+  });
+  // The outcome shows in the helper's status; the decision does not depend on it.
+  deepLane_.post(true, [controller = deep_, deep] {
+    if (deep) controller->acquire(deepLeaseSeconds, [](bool) {});
+  });
 }
 
 void HoldApplier::release(std::function<void()> done) {
-  post({false, {}, std::move(done)});
+  const auto left = std::make_shared<std::atomic<int>>(2);
+  const auto oneDone = [left, done = std::move(done)] {
+    if (--*left == 0) done();
+  };
+  idleLane_.post(false, [idle = idle_, oneDone] {
+    idle->release();
+    oneDone();
+  });
+  deepLane_.post(false, [deep = deep_, oneDone] { deep->release(oneDone); });
 }
 
 void HoldApplier::close(std::function<void()> done) {
-  {
-    const LockGuard guard(state_->mutex);
-    state_->isClosed = true;
-  }
+  idleLane_.setClosed(true);
+  deepLane_.setClosed(true);
   release(std::move(done));
 }
 
 void HoldApplier::open() {
-  const LockGuard guard(state_->mutex);
-  state_->isClosed = false;
+  idleLane_.setClosed(false);
+  deepLane_.setClosed(false);
 }
 
-void HoldApplier::post(Step step) {
+void HoldApplier::Lane::setClosed(bool isClosed) {
+  const LockGuard guard(state_->mutex);
+  state_->isClosed = isClosed;
+}
+
+void HoldApplier::Lane::post(bool isHold, Task task) {
   {
     const LockGuard guard(state_->mutex);
-    if (step.isHold && state_->isClosed) return;
+    if (isHold && state_->isClosed) return;
     auto& waiting = state_->waiting;
-    if (step.isHold && !waiting.empty() && waiting.back().isHold) {
-      waiting.back() = std::move(step);
+    if (isHold && !waiting.empty() && waiting.back().isHold) {
+      waiting.back().task = std::move(task);
       return;
     }
-    waiting.push_back(std::move(step));
+    waiting.push_back({isHold, std::move(task)});
   }
-  queue_.async([state = state_, idle = idle_, deep = deep_] { runNext(*state, *idle, *deep); });
+  queue_.async([state = state_] { runNext(*state); });
 }
 
-void HoldApplier::runNext(State& state, IdleWakeAssertionControlling& idle, DeepSleepControlling& deep) {
+void HoldApplier::Lane::runNext(State& state) {
   Step step;
   {
     const LockGuard guard(state.mutex);
@@ -51,14 +70,7 @@ void HoldApplier::runNext(State& state, IdleWakeAssertionControlling& idle, Deep
     state.waiting.pop_front();
     if (step.isHold && state.isClosed) return;
   }
-  if (step.isHold) {
-    idle.acquire(step.request.reason, step.request.preventDisplaySleep);
-    // The outcome shows in the helper's status; the decision does not depend on it.
-    if (step.request.deep) deep.acquire(deepLeaseSeconds, [](bool) {});
-  } else {
-    idle.release();
-    deep.release(std::move(step.done));
-  }
+  step.task();
 }
 
 }  // namespace vigilo

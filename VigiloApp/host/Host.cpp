@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <future>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +16,7 @@
 #include "VigiloApp/control/PlainWords.h"
 #include "VigiloApp/control/RecentLog.h"
 #include "VigiloApp/host/HostControl.h"
+#include "VigiloApp/host/HostEnd.h"
 #include "VigiloApp/host/HostLog.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "VigiloApp/host/SessionNews.h"
@@ -27,6 +27,7 @@
 #include "helper/VigiloWritePolicy.h"
 #include "platform/Platform.h"
 #include "support/AsioQueue.h"
+#include "support/Log.h"
 
 namespace vigilo {
 namespace {
@@ -37,6 +38,7 @@ constexpr int lockPatienceMs = 2000;  // a command that writes settings is throu
 constexpr auto releasePatience = 2s;
 constexpr auto scanPatience = 1s;
 constexpr auto shortcutPatience = 2s;  // as long as the desktop may take for an answer
+constexpr auto endPatience = 4500ms;   // for everything from the signal on
 
 // Absent when the host may run with this home folder; otherwise why not.
 std::optional<std::string> homeProblem(const Directories& directories) {
@@ -50,14 +52,6 @@ std::optional<std::string> homeProblem(const Directories& directories) {
   return std::nullopt;
 }
 
-// Whether everything that waits on the queue is done in time.
-bool comesToRest(Queue& queue, Duration patience) {
-  const auto done = std::make_shared<std::promise<void>>();
-  auto future = done->get_future();
-  queue.async([done] { done->set_value(); });
-  return future.wait_for(patience) == std::future_status::ready;
-}
-
 std::string helperText(const DeepSleepStatus& helper) {
   if (helper.originalSleepDisabledState) return "the helper answers";
   return "no helper answers: a closed lid suspends until one runs (VigiloHelper, as root)";
@@ -67,7 +61,7 @@ std::string helperText(const DeepSleepStatus& helper) {
 // the last to go, and `run` brings them to rest before anything else is destroyed.
 class Host {
  public:
-  Host(const Directories& directories, RecentLog& recentLog);
+  Host(const Directories& directories, RecentLog& recentLog, EndWatch& endWatch);
   int run();
 
  private:
@@ -78,10 +72,13 @@ class Host {
   void publishToFollowers();
   void shutDown();
 
+  const Log log_{"com.vigilo.app", "host"};
   const Directories directories_;
   RecentLog& recentLog_;
+  EndWatch& endWatch_;
   const std::unique_ptr<AsioQueue> main_ = AsioQueue::mainQueue();
-  const std::unique_ptr<AsioQueue> holds_ = AsioQueue::withThread("com.vigilo.deepsleepcontroller");
+  const std::unique_ptr<AsioQueue> assertions_ = AsioQueue::withThread("com.vigilo.assertions");
+  const std::unique_ptr<AsioQueue> deepSleep_ = AsioQueue::withThread("com.vigilo.deepsleepcontroller");
   const std::unique_ptr<AsioQueue> hooks_ = AsioQueue::withThread("com.vigilo.hookreceiver");
   const std::unique_ptr<AsioQueue> control_ = AsioQueue::withThread("com.vigilo.control");
   const std::unique_ptr<AsioQueue> usageQueue_ = AsioQueue::withThread("usage.coordinator");
@@ -128,15 +125,16 @@ class Host {
   bool stopping_ = false;
 };
 
-Host::Host(const Directories& directories, RecentLog& recentLog)
+Host::Host(const Directories& directories, RecentLog& recentLog, EndWatch& endWatch)
     : directories_(directories),
       recentLog_(recentLog),
+      endWatch_(endWatch),
       usageProviders_(directories),
       loginItem_(makeLoginItem(directories)),
       defaults_(makeUserDefaults(directories, VigiloWritePolicy::gate(directories), *settingsQueue_)),
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
-          *holds_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
+          *deepSleep_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
       processes_(
           std::make_shared<ProcessMonitor>(*scans_, Date::now,
                                            ProcessMonitor::Sources{directories.home, *platform_.processTable,
@@ -160,7 +158,8 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
   DiagnosticsExporter::installShared(&diagnostics_);
   battery_->queryPowerSource();
   coordinator_ = AppCoordinator::create({.mainQueue = *main_,
-                                         .holdsQueue = *holds_,
+                                         .assertionsQueue = *assertions_,
+                                         .deepSleepQueue = *deepSleep_,
                                          .clock = Date::now,
                                          .settings = settings_,
                                          .agentCoordinator = agents_,
@@ -177,7 +176,7 @@ Host::Host(const Directories& directories, RecentLog& recentLog)
                                          .diagnosticsExporter = &diagnostics_,
                                          .diagnosticsQueue = diagnosticsQueue_.get()});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
-                                                               .holdsQueue = *holds_,
+                                                               .assertionsQueue = *assertions_,
                                                                .clock = Date::now,
                                                                .settings = settings_,
                                                                .coordinator = coordinator_,
@@ -213,18 +212,18 @@ int Host::run() {
   main_->run();
   control_->sync([this] { controlServer_.reset(); });
   usageQueue_->sync([] {});  // what the stop has left to do there, the sync to the disk above all
+  if (const auto error = defaults_->synchronize()) note(error->description);
   const bool shortcutIsGivenBack = comesToRest(*shortcutQueue_, shortcutPatience);
-  for (AsioQueue* queue : {control_.get(), hooks_.get(), holds_.get(), usageQueue_.get(),
-                           notificationsQueue_.get(), diagnosticsQueue_.get()})
+  for (AsioQueue* queue : {control_.get(), hooks_.get(), assertions_.get(), deepSleep_.get(),
+                           usageQueue_.get(), notificationsQueue_.get(), diagnosticsQueue_.get()})
     queue->stopAndWait();
   if (shortcutIsGivenBack) shortcutQueue_->stopAndWait();
   usageProviders_.stopAndWait();
-  if (const auto error = defaults_->synchronize()) note(error->description);
   if (!scans_->stopAndWait(scanPatience) || !shortcutIsGivenBack) {
     // A scan hangs in a folder or in another process's memory, or the desktop hangs. Everything else is done.
-    std::fflush(nullptr);
-    ::_exit(exitOk);
+    endAtOnce();
   }
+  main_->stopAndWait();
   SettingsStore::installShared(nullptr);
   UsageStore::installShared(nullptr);
   UsageCoordinator::installShared(nullptr);
@@ -253,14 +252,16 @@ void Host::startControl() {
 // What the services say of themselves is asked off the main queue.
 void Host::introduce() {
   deep_->status([this](const DeepSleepStatus& helper) {
-    // By way of the queue on which the desktop is asked for the shortcut: its first answer comes before.
-    shortcutQueue_->async([this, lines = introduction(helper)] {
-      main_->async([this, lines] {
-        const KeyMonitorState& shortcut = shortcut_->state();
-        terminal_.introduce(lines + "  shortcut   " +
-                            shortcutText({shortcut.isRegistered, shortcut.description}) + "\n");
-        show();
-        status_->refresh();
+    assertions_->async([this, helper] {
+      // By way of the queue on which the desktop is asked for the shortcut: its first answer comes before.
+      shortcutQueue_->async([this, lines = introduction(helper)] {
+        main_->async([this, lines] {
+          const KeyMonitorState& shortcut = shortcut_->state();
+          terminal_.introduce(lines + "  shortcut   " +
+                              shortcutText({shortcut.isRegistered, shortcut.description}) + "\n");
+          show();
+          status_->refresh();
+        });
       });
     });
   });
@@ -316,8 +317,12 @@ void Host::publishToFollowers() {
 void Host::shutDown() {
   if (stopping_) return;
   stopping_ = true;
+  endWatch_.begin(endPatience);
   coordinator_->stop([this] { main_->stop(); });
-  main_->asyncAfter(releasePatience, [this] { main_->stop(); });
+  main_->asyncAfter(releasePatience, [this] {
+    log_.error("Not every hold was given back in time: a deep hold that is left ends within 65 s");
+    main_->stop();
+  });
 }
 
 }  // namespace
@@ -335,7 +340,8 @@ int runHost(const Directories& directories, HostOptions options) {
   RecentLog recentLog;
   HostLog log(options.verbose, recentLog);
   installLogSink(&log);
-  const int exitCode = Host(directories, recentLog).run();
+  EndWatch endWatch;
+  const int exitCode = Host(directories, recentLog, endWatch).run();
   installLogSink(nullptr);
   return exitCode;
 }

@@ -1,6 +1,14 @@
 #include "VigiloApp/host/StatusSource.h"
 
 namespace vigilo {
+namespace {
+
+// What the helper said of a lease says nothing any more once the lease has lapsed.
+bool isOutdated(const std::optional<DeepSleepStatus>& helper, Date now) {
+  return helper && helper->isDeepHoldActive && helper->leaseExpiresAt && *helper->leaseExpiresAt <= now;
+}
+
+}  // namespace
 
 StatusSource::StatusSource(Parts parts)
     : parts_(std::move(parts)), self_(std::make_shared<StatusSource*>(this)) {
@@ -27,22 +35,30 @@ void StatusSource::refresh() {
     again_ = true;
     return;
   }
-  parts_.holdsQueue.async([self = self_, &main = parts_.mainQueue, idle = parts_.idleAssertionController,
-                           deep = parts_.deepSleepController, lid = parts_.lidMonitor] {
+  parts_.assertionsQueue.async([self = self_, &main = parts_.mainQueue, idle = parts_.idleAssertionController,
+                                lid = parts_.lidMonitor] {
     const Facts facts{idle->isActive(), lid->queryClamshellState()};
-    deep->status([self, &main, facts](const DeepSleepStatus& helper) {
-      main.async([self, facts, helper] {
-        if (*self != nullptr) (*self)->refreshed(facts, helper);
-      });
+    main.async([self, facts] {
+      if (*self == nullptr) return;
+      (*self)->newFacts_ = facts;
+      (*self)->answered();
+    });
+  });
+  parts_.deepSleepController->status([self = self_, &main = parts_.mainQueue](const DeepSleepStatus& helper) {
+    main.async([self, helper] {
+      if (*self == nullptr) return;
+      (*self)->newHelperStatus_ = helper;
+      (*self)->answered();
     });
   });
 }
 
-void StatusSource::refreshed(Facts facts, DeepSleepStatus helper) {
+void StatusSource::answered() {
+  if (!newFacts_ || !newHelperStatus_) return;
+  facts_ = *std::exchange(newFacts_, std::nullopt);
+  parts_.coordinator->helperStatus.set(std::exchange(newHelperStatus_, std::nullopt));
   refreshing_ = false;
   if (std::exchange(again_, false)) refresh();
-  facts_ = facts;
-  parts_.coordinator->helperStatus.set(std::move(helper));
   serveWaiters();
   if (onRefreshed) onRefreshed();
 }
@@ -58,6 +74,7 @@ StatusReport StatusSource::current() const {
   report.activeSessionsList = coordinator.activeSessionsList.get();
   report.dominantVisualState = coordinator.dominantVisualState.get();
   report.helperStatus = coordinator.helperStatus.get();
+  if (isOutdated(report.helperStatus, parts_.clock())) report.helperStatus.reset();
   report.idleAssertionActive = facts_.idleAssertionActive;
   report.powerSource = parts_.batteryMonitor->currentSnapshot();
   report.thermalState = parts_.thermalMonitor->currentThermalState();

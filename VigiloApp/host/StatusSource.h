@@ -11,9 +11,10 @@
 
 namespace vigilo {
 
-// Puts the host's status together. What needs a call to a service (the helper's status, the lid, the
-// assertions) is asked on the holds queue; a report waits for it at most `patience` and then shows what was
-// known before. Lives on the main queue, where every member is called and every callback comes.
+// Puts the host's status together. What needs a call to a service (the lid and the assertions, the helper's
+// status) is asked on the queues of the two holds, each for itself; a report waits for it at most `patience`
+// and then shows what was known before, but no lease that has lapsed since. Lives on the main queue, where
+// every member is called and every callback comes.
 class StatusSource {
  public:
   static constexpr auto patience = std::chrono::milliseconds(500);
@@ -21,7 +22,7 @@ class StatusSource {
 
   struct Parts {
     Queue& mainQueue;
-    Queue& holdsQueue;
+    Queue& assertionsQueue;
     Clock clock;
     SettingsStore& settings;
     std::shared_ptr<AppCoordinator> coordinator;
@@ -58,11 +59,14 @@ class StatusSource {
     CancelToken patience;
   };
 
-  void refreshed(Facts facts, DeepSleepStatus helper);
+  void answered();
   void serveWaiters();
 
   const Parts parts_;
   Facts facts_;
+  // What has come so far of a refresh: it is taken over when both are there, as one.
+  std::optional<Facts> newFacts_;
+  std::optional<DeepSleepStatus> newHelperStatus_;
   bool refreshing_ = false;
   bool again_ = false;
   std::list<Waiter> waiters_;

@@ -147,7 +147,7 @@ class World::Transport final : public HelperTransport {
       world_.requests.emplace_back(again ? "release again" : rawValue(decoded->command));
     }
     if (world_.helperHangs) {
-      return world_.holds_->asyncAfter(std::chrono::seconds(1), [done] { done(Outcome::failed, ""); });
+      return world_.deepQueue_->asyncAfter(std::chrono::seconds(1), [done] { done(Outcome::failed, ""); });
     }
     world_.helperQueue_->async([this, request, done] {
       if (!world_.helperRuns()) return done(Outcome::refused, "");
@@ -192,13 +192,14 @@ void World::startHost() {
   }
   coordinator_ = AppCoordinator::create(
       {.mainQueue = *main_,
-       .holdsQueue = *holds_,
+       .assertionsQueue = *idleQueue_,
+       .deepSleepQueue = *deepQueue_,
        .clock = time.clock(),
        .settings = *settings_,
        .agentCoordinator = agents_,
        .idleAssertionController = std::make_shared<IdleWakeAssertionController>(assertions_),
        .deepSleepController = std::make_shared<DeepSleepController>(
-           *holds_, *transport_, DeepSleepController::Paths{"/helper.sock", std::nullopt}),
+           *deepQueue_, *transport_, DeepSleepController::Paths{"/helper.sock", std::nullopt}),
        .batteryMonitor = battery,
        .thermalMonitor = std::make_shared<ThermalMonitor>(*thermalProvider_, *main_),
        .lidMonitor = std::make_shared<LidMonitor>(*lidProvider_),
@@ -214,7 +215,8 @@ void World::startHost() {
 void World::killHost() {
   // A killed process does nothing more: its queues go with everything that waits in them.
   main_ = nullptr;
-  holds_ = nullptr;
+  idleQueue_ = nullptr;
+  deepQueue_ = nullptr;
   scans_ = nullptr;
   notificationsQueue_ = nullptr;
   const auto before = machine.actions;
@@ -223,7 +225,8 @@ void World::killHost() {
   assertions_.reset();
   machine.actions = before;  // what destructors did, a killed process would not have done
   main_ = time.queue("main");
-  holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  idleQueue_ = time.queue("com.vigilo.assertions");
+  deepQueue_ = time.queue("com.vigilo.deepsleepcontroller");
   scans_ = time.queue(ProcessMonitor::queueLabel);
   notificationsQueue_ = time.queue("com.vigilo.notifications");
 }

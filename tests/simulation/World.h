@@ -86,7 +86,8 @@ class World {
 
   std::string stateFile_;
   std::unique_ptr<Queue> main_ = time.queue("main");
-  std::unique_ptr<Queue> holds_ = time.queue("com.vigilo.deepsleepcontroller");
+  std::unique_ptr<Queue> idleQueue_ = time.queue("com.vigilo.assertions");
+  std::unique_ptr<Queue> deepQueue_ = time.queue("com.vigilo.deepsleepcontroller");
   std::unique_ptr<Queue> scans_ = time.queue(ProcessMonitor::queueLabel);
   std::unique_ptr<Queue> notificationsQueue_ = time.queue("com.vigilo.notifications");
   std::unique_ptr<Queue> helperQueue_ = time.queue("com.vigilo.helper.queue");
