@@ -179,12 +179,11 @@ Result<std::shared_ptr<SessionConnection>, Error> SessionConnection::open() {
   });
 }
 
-bool SessionConnection::hasOwner(SessionService service) {
-  const auto owned = attempt<bool>([&] {
+Result<bool, Error> SessionConnection::hasOwner(SessionService service) {
+  return attempt<bool>([&] {
     const LockGuard guard(bus_->mutex);
     return bus::hasOwner(*bus_->connection, namesOf(service).name);
   });
-  return owned && *owned;
 }
 
 Result<SessionConnection::Inhibition, Error> SessionConnection::inhibit(SessionService service, Scope scope,

@@ -65,7 +65,7 @@ class SessionConnection {
   ~SessionConnection();
 
   // Whether the service runs now; the question starts nothing.
-  bool hasOwner(SessionService service);
+  Result<bool, Error> hasOwner(SessionService service);
   Result<Inhibition, Error> inhibit(SessionService service, Scope scope, const std::string& why);
   void uninhibit(const Inhibition& inhibition);
 

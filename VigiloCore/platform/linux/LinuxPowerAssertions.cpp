@@ -61,7 +61,9 @@ std::optional<SessionConnection::Inhibition> inhibitSession(SessionConnection& s
   const auto scope =
       display ? SessionConnection::Scope::systemAndDisplaySleep : SessionConnection::Scope::systemSleep;
   for (const SessionService service : display ? forDisplay : forSystem) {
-    if (!session.hasOwner(service)) continue;
+    const auto runs = session.hasOwner(service);
+    if (!runs) return std::nullopt;  // the bus is silent or lost: so it would be for the others
+    if (!*runs) continue;
     if (const auto inhibition = session.inhibit(service, scope, name)) return *inhibition;
   }
   return std::nullopt;
@@ -130,9 +132,12 @@ std::shared_ptr<SessionConnection> LinuxPowerAssertions::session() {
 }
 
 std::string LinuxPowerAssertions::description() const {
-  const auto session = SessionConnection::open();
-  for (const SessionService service : forSystem) {
-    if (session && (*session)->hasOwner(service)) return bus::displayName(service);
+  if (const auto session = SessionConnection::open()) {
+    for (const SessionService service : forSystem) {
+      const auto runs = (*session)->hasOwner(service);
+      if (!runs) break;
+      if (*runs) return bus::displayName(service);
+    }
   }
   const auto logind = bus::idleAction();
   return logind ? "logind idle inhibitor" : "none (" + logind.error().description + ")";
