@@ -38,8 +38,11 @@ def run_with_lid(test, script, scenario):
     for name, content in files.items():
         (folder / name).write_text(content)
     device = "/dev/input/event0="
+    prefix = harness.own_processes()
+    if prefix is None:
+        test.skipTest("this user may make no name spaces here")
     return subprocess.run(
-        [*harness.own_processes(), harness.SOURCE / "tools" / "with-logind", "-r", "-m", "-t", "power-switch:c13:64",
+        [*prefix, harness.SOURCE / "tools" / "with-logind", "-r", "-m", "-t", "power-switch:c13:64",
          "-d", folder / "lid.umockdev", "-i", device + str(folder / "lid.ioctl"),
          "-e", device + str(folder / "lid.events"), "--", sys.executable, "-B", script, f"Scenario.{scenario}"],
         timeout=60).returncode

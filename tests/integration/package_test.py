@@ -6,6 +6,7 @@ import contextlib
 import json
 import os
 import pathlib
+import platform
 import re
 import signal
 import subprocess
@@ -17,7 +18,10 @@ from harness import wait_for
 
 UNIT = "vigilo-helper.service"
 SOCKET = "run/vigilo-helper.sock"
-RELEASE = "bookworm"
+# The package is for the release that it was built on.
+RELEASE = platform.freedesktop_os_release()["VERSION_CODENAME"]
+SOURCES = [path for path in ("/etc/apt/sources.list.d/debian.sources", "/etc/apt/sources.list.d/ubuntu.sources")
+           if os.path.exists(path)]
 UNREACHABLE = re.compile("Could not resolve|Temporary failure|Unable to connect|Could not connect|Connection timed out")
 
 if os.geteuid() != 0:
@@ -164,11 +168,10 @@ class PackageTest(harness.TestCase):
         # In memory: fast, and gone with this script whatever becomes of it.
         output_of("mount", "-t", "tmpfs", "-o", "mode=755,size=2g", "root", self.root)
         self.addCleanup(subprocess.run, ["umount", "--lazy", self.root])
-        sources = [path for path in ("/etc/apt/sources.list.d/debian.sources",) if os.path.exists(path)]
         done = subprocess.run(
             ["mmdebstrap", "--variant=apt", "--aptopt=APT::Install-Recommends \"false\"",
-             f"--customize-hook=copy-in {self.package} /", f"--customize-hook=chroot \"$1\" apt-get install --yes /{self.package.name}",
-             RELEASE, self.root, *sources], capture_output=True, text=True)
+             f"--customize-hook=copy-in {self.package} /", f"--customize-hook=chroot \"$1\" apt-get install --yes --install-recommends /{self.package.name}",
+             RELEASE, self.root, *SOURCES], capture_output=True, text=True)
         if done.returncode != 0 and UNREACHABLE.search(done.stderr):
             self.skipTest("the Debian mirror cannot be reached")
         self.assertEqual(done.returncode, 0, done.stderr[-3000:])
@@ -191,6 +194,8 @@ class PackageTest(harness.TestCase):
         self.assertEqual(self.in_root("vigilo", "--version"), f"vigilo {version}\n")
         self.assertEqual(self.in_root("vigilo-relay", "--agent", "claude", "--state", "working"), "")
         self.assertEqual(self.in_root("dpkg", "--verify", "vigilo"), "")
+        others = self.in_root("dpkg-query", "-W", "-f", "${Package}\n").splitlines()
+        self.assertEqual([name for name in others if re.match("libx11|libgtk|libasound", name)], [], "no desktop on a server")
         installed = self.in_root("dpkg", "-L", "vigilo").splitlines()
         for name in ("man/man1/vigilo.1.gz", "man/man1/vigilo-relay.1.gz", "man/man8/VigiloHelper.8.gz",
                      "bash-completion/completions/vigilo", "zsh/vendor-completions/_vigilo",
@@ -256,6 +261,8 @@ class PackageTest(harness.TestCase):
         wait_for("the host runs", lambda: machine.run("sh", "-c", f"{home} vigilo status || :"))
         machine.run("env", home, "vigilo-relay", "--agent", "claude", "--state", "working")
         wait_for("the helper and the host hold", lambda: len(machine.inhibitors()) == 2)
+        # Which runs on from a file that is gone then.
+        machine.run("dpkg", "--install", f"/{self.package.name}")
         machine.run("dpkg", "--purge", "vigilo")
         wait_for("every hold to end", lambda: machine.inhibitors() == [])
         self.assertEqual(machine.run("sh", "-c", f"systemctl is-active {UNIT} || :"), "inactive\n")

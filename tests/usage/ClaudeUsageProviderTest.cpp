@@ -223,6 +223,7 @@ TEST_F(ClaudeUsageProviderTest, WhatCannotBeReadIsPassedOver) {
     }
     ::chmod(home.path().c_str(), 0755);
     ::setfsuid(65534);
+    if (::setfsuid(static_cast<uid_t>(-1)) != 65534) GTEST_SKIP() << "this root may be nobody else";
   }
   auto found = turns(poll());
   if (isRoot) ::setfsuid(0);
