@@ -80,11 +80,24 @@ TEST(TomlDocument, AnErrorSaysWhereItIs) {
                                     {"a = 1\na = 2\n", "line 2, column "},
                                     {"a = \"\xff\"\n", "line 1, column "},
                                     {"a = tru\n", "line 1, column "},
-                                    {"\x01", "line 1, column "}}) {
+                                    {"a = 1\n# \x01", "line 2, column 3"},
+                                    {"a = \"ü\"\nü = 1", "line 2, column 1"},
+                                    {"a = 'ü'ü", "line 1, column 8"},
+                                    {"a = \"\"\"ü\\\n ü\"\"\"", "line 2, column 2"},
+                                    // At these the library stops a program that is built with assertions.
+                                    {"a = 1\n[=]", "line 2: "},
+                                    {"\n\na = 2026-11-21T/2:00:00Z\n", "line 3: "}}) {
     const auto document = TomlDocument::parse(text);
     ASSERT_FALSE(document) << text;
     EXPECT_TRUE(document.error().description.starts_with(place)) << document.error().description;
   }
+}
+
+TEST(TomlDocument, TextBeyondAsciiCountsWhereverTomlHasIt) {
+  const auto document = parsed(
+      "\xEF\xBB\xBF# ü\r\na = \"ü\\\"\" # ü\n\"ü\" = 'ü' \nb.'ü' = [\n\"ü\", 'ü'\n,]\n"
+      "c = {\"ü\" = \"\"\"\n\"ü\"\"\\\n  x\n\"\"\"\"\" , 'é' = [{x = 1}]}\nd = '''ü''''\n[[\"é\".x]]\n");
+  EXPECT_EQ(document.values(), (DefaultsValues{{"a", "ü\""}, {"ü", "ü"}, {"d", "ü'"}}));
 }
 
 TEST(TomlDocument, ATableIsNotOverwrittenByAValue) {
