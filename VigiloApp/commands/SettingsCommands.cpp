@@ -111,8 +111,7 @@ Outcome outcome(const Directories& directories, const ControlRequest& request) {
     if (auto response = client.request(request)) return {*std::move(response)};
     auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
     if (lock.lock) return {withoutHost(directories, request), false};
-    if (lock.error != 0)
-      return {answer(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error)), false};
+    if (lock.error) return {answer(exitNoPermission, lock.error->description), false};
     // A host that does not listen yet, or not any more.
     std::this_thread::sleep_for(attemptInterval);
   }

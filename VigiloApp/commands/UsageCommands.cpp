@@ -101,6 +101,7 @@ bool confirmed() {
 int resetWithoutHost(const Directories& directories) {
   const auto lock =
       InstanceLock::take(directories.instanceLock(), InstanceLock::Role::command, lockPatienceMs);
+  if (lock.error) return fail(exitNoPermission, lock.error->description);
   if (!lock.lock)
     return fail(exitUnavailable, "a host holds the usage store but does not answer. End it and try again.");
   const LogToStandardError log;

@@ -28,6 +28,7 @@
 #include "platform/Platform.h"
 #include "support/AsioQueue.h"
 #include "support/Log.h"
+#include "support/PrivateFolder.h"
 
 namespace vigilo {
 namespace {
@@ -329,21 +330,19 @@ void Host::shutDown() {
 
 int runHost(const Directories& directories, HostOptions options) {
   if (const auto problem = homeProblem(directories)) return fail(exitNoPermission, *problem);
+  std::signal(SIGPIPE, SIG_IGN);
+  RecentLog recentLog;
+  const HostLog log(options.verbose, recentLog);
+  if (const auto error = makePrivateFolder(directories.vigilo()))
+    return fail(exitNoPermission, error->description);
   const auto lock = InstanceLock::take(directories.instanceLock(), InstanceLock::Role::host, lockPatienceMs);
   if (lock.holder) {
     return fail(exitAlreadyRunning, "a host of this user runs already (process " +
                                         std::to_string(lock.holder->pid) + "). `vigilo status` asks it.");
   }
-  if (!lock.lock)
-    return fail(exitNoPermission, directories.instanceLock() + ": " + std::strerror(lock.error));
-  std::signal(SIGPIPE, SIG_IGN);
-  RecentLog recentLog;
-  HostLog log(options.verbose, recentLog);
-  installLogSink(&log);
+  if (lock.error) return fail(exitNoPermission, lock.error->description);
   EndWatch endWatch;
-  const int exitCode = Host(directories, recentLog, endWatch).run();
-  installLogSink(nullptr);
-  return exitCode;
+  return Host(directories, recentLog, endWatch).run();
 }
 
 }  // namespace vigilo

@@ -10,6 +10,7 @@ HostLog::HostLog(bool verbose, RecentLog& recent) : recent_(recent) {
   if (::isatty(STDERR_FILENO) == 1 || (verbose && !isLogService(STDERR_FILENO)))
     standardError_ = std::make_unique<StandardErrorSink>(verbose ? LogLevel::debug : LogLevel::error);
   if (standardError_ == nullptr || hasLogService()) system_ = makeSystemLogSink("vigilo");
+  installLogSink(this);
 }
 
 bool HostLog::accepts(LogLevel level) const noexcept {

@@ -6,9 +6,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 
-#include "support/AtomicFile.h"
+#include "support/PrivateFolder.h"
+#include "support/RegularFile.h"
 
 namespace vigilo {
 namespace {
@@ -32,25 +34,23 @@ InstanceLock::Holder readHolder(int fd) {
 
 InstanceLock::Attempt InstanceLock::tryTake(const std::string& path, Role role) {
   Attempt attempt;
-  if (const auto error = makeFolders(path.substr(0, path.rfind('/')), 0700)) {
-    attempt.error = error->code;
-    return attempt;
-  }
-  UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  attempt.error = makePrivateFolder(path.substr(0, path.rfind('/')));
+  if (attempt.error) return attempt;
+  auto fd = openFile(path, O_RDWR | O_CREAT);
   if (!fd) {
-    attempt.error = errno;
-  } else if (::flock(fd.get(), LOCK_EX | LOCK_NB) != 0) {
+    attempt.error = fd.error();
+  } else if (::flock(fd->get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EWOULDBLOCK)
-      attempt.holder = readHolder(fd.get());
+      attempt.holder = readHolder(fd->get());
     else
-      attempt.error = errno;
+      attempt.error = FileError{errno, path + ": " + std::strerror(errno)};
   } else {
     const std::string text =
         std::string(role == Role::host ? "host " : "command ") + std::to_string(::getpid()) + "\n";
     // Who holds it is a help for the reader; the lock itself stands without.
-    (void)!::ftruncate(fd.get(), 0);
-    (void)!::pwrite(fd.get(), text.data(), text.size(), 0);
-    attempt.lock = InstanceLock(std::move(fd));
+    (void)!::ftruncate(fd->get(), 0);
+    (void)!::pwrite(fd->get(), text.data(), text.size(), 0);
+    attempt.lock = InstanceLock(*std::move(fd));
   }
   return attempt;
 }

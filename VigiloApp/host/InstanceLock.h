@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "support/AtomicFile.h"
 #include "support/UniqueFd.h"
 
 namespace vigilo {
@@ -17,11 +18,11 @@ class InstanceLock {
     Role role{};
     pid_t pid = 0;
   };
-  // Either the lock, or who has it, or neither with an errno.
+  // Either the lock, or who has it, or neither with the reason.
   struct Attempt;
 
-  // Takes the lock at `path` if it is free; makes the file, and its folder with permissions 0700, where
-  // missing.
+  // Takes the lock at `path` if it is free; makes the file where it is missing, and its folder one in which
+  // nobody else writes.
   static Attempt tryTake(const std::string& path, Role role);
   // The same, but waits up to `milliseconds` while a command has it: that one is through in a moment.
   static Attempt take(const std::string& path, Role role, int milliseconds);
@@ -34,7 +35,7 @@ class InstanceLock {
 struct InstanceLock::Attempt {
   std::optional<InstanceLock> lock;
   std::optional<Holder> holder;
-  int error = 0;
+  std::optional<FileError> error;
 };
 
 }  // namespace vigilo

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "support/RegularFile.h"
 #include "support/UniqueFd.h"
 
 namespace vigilo {
@@ -115,22 +116,23 @@ std::optional<FileError> replaceFile(const std::string& path, std::span<const st
 std::optional<FileError> appendToFile(const std::string& path, std::span<const std::string_view> pieces,
                                       const WriteGate& mayWrite, int mode) {
   if (!mayWrite(path)) return FileError{EPERM, path + ": Vigilo does not write here"};
-  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-  const UniqueFd fd(::open(path.c_str(), flags, static_cast<mode_t>(mode)));
+  const auto fd = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW, mode);
+  if (!fd) return fd.error();
   struct stat before {};
-  if (!fd || ::fstat(fd.get(), &before) != 0) return errorAt(path, errno);
-  if (!writeWhole(fd.get(), pieces)) {
+  if (::fstat(fd->get(), &before) != 0) return errorAt(path, errno);
+  if (!writeWhole(fd->get(), pieces)) {
     const int code = errno;
     // What cannot be cut either is for the reader to recognise.
-    [[maybe_unused]] const int cut = ::ftruncate(fd.get(), before.st_size);
+    [[maybe_unused]] const int cut = ::ftruncate(fd->get(), before.st_size);
     return errorAt(path, code);
   }
   return std::nullopt;
 }
 
 std::optional<FileError> syncFile(const std::string& path) {
-  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd || ::fsync(fd.get()) != 0) return errorAt(path, errno);
+  const auto fd = openFile(path, O_RDONLY);
+  if (!fd) return fd.error();
+  if (::fsync(fd->get()) != 0) return errorAt(path, errno);
   syncFolder(parentOf(path));
   return std::nullopt;
 }
@@ -145,12 +147,12 @@ void removeLeftTemporaries(const std::string& path, const WriteGate& mayWrite) {
 }
 
 Result<std::string, FileError> readFile(const std::string& path, std::size_t limit) {
-  const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd) return errorAt(path, errno);
+  const auto fd = openFile(path, O_RDONLY);
+  if (!fd) return fd.error();
   std::string text;
   char block[16384];
   for (;;) {
-    const ssize_t count = ::read(fd.get(), block, sizeof block);
+    const ssize_t count = ::read(fd->get(), block, sizeof block);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return errorAt(path, errno);
     if (count == 0) return text;

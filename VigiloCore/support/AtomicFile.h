@@ -47,7 +47,7 @@ std::optional<FileError> syncFile(const std::string& path);
 // Only for a path that nobody else writes.
 void removeLeftTemporaries(const std::string& path, const WriteGate& mayWrite);
 
-// The whole file. ENOENT where there is none; EFBIG beyond `limit` bytes.
+// The whole file, which must be a regular one. ENOENT where there is none; EFBIG beyond `limit` bytes.
 Result<std::string, FileError> readFile(const std::string& path, std::size_t limit = 16u << 20);
 
 // Makes the folder and all above it; those that are there keep their permissions. Absent on success.

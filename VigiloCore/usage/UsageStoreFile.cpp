@@ -1,5 +1,6 @@
 #include "usage/UsageStoreFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 
 #include "helper/VigiloWritePolicy.h"
 #include "support/Log.h"
+#include "support/RegularFile.h"
 #include "usage/UsageStoreReader.h"
 
 namespace vigilo {
@@ -55,6 +57,11 @@ UsageStoreFile::Loaded UsageStoreFile::loadWhole() {
   std::ifstream file;
   file.rdbuf()->pubsetbuf(buffer.data(), static_cast<std::streamsize>(buffer.size()));
   const auto mark = FileMark::of(path_);
+  // Opening a FIFO would wait for whoever writes there.
+  if (const auto opened = openFile(path_, O_RDONLY); !opened && opened.error().code == EINVAL) {
+    unreadable_ = "not a regular file";
+    return {};
+  }
   file.open(path_, std::ios::binary);
   if (!file) {
     unreadable_ = std::strerror(errno);

@@ -1,5 +1,6 @@
 #include "support/AtomicFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -9,6 +10,10 @@
 #include <filesystem>
 #include <set>
 
+#include "support/PrivateFolder.h"
+#include "support/RegularFile.h"
+#include "support/UnixSocket.h"
+#include "tests/support/MemorySink.h"
 #include "tests/support/TempFolder.h"
 
 namespace vigilo {
@@ -92,6 +97,48 @@ TEST(AtomicFile, ReadsWholeFilesUpToTheLimit) {
   EXPECT_EQ(readFile(folder.path("file"), 99999).error().code, EFBIG);
   EXPECT_EQ(readFile(folder.path("missing")).error().code, ENOENT);
   EXPECT_EQ(readFile(folder.path()).error().code, EISDIR);
+}
+
+// A FIFO in the place of a state file once stopped the program that opened it.
+TEST(AtomicFile, WhatIsNoRegularFileIsAnErrorAndNothingWaitsForIt) {
+  const test::TempFolder folder;
+  ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
+  const auto address = unixSocketAddress(folder.path("socket"));
+  const UniqueFd socket = makeUnixSocket();
+  ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&*address), sizeof *address), 0);
+  std::filesystem::create_symlink("/dev/zero", folder.path("device"));
+  for (const char* name : {"fifo", "socket", "device"}) {
+    const std::string path = folder.path(name);
+    const std::string expected = path + ": not a regular file";
+    EXPECT_EQ(readFile(path).error().description, expected);
+    EXPECT_EQ(openFile(path, O_RDWR | O_CREAT).error().description, expected);
+    EXPECT_EQ(syncFile(path)->description, expected);
+  }
+  const std::string_view piece = "x";
+  EXPECT_EQ(appendToFile(folder.path("fifo"), std::span(&piece, 1), anywhere)->code, EINVAL);
+  EXPECT_FALSE(replaceFile(folder.path("fifo"), "new", anywhere)) << "it is replaced like any other file";
+  EXPECT_EQ(folder.read("fifo"), "new");
+}
+
+TEST(AtomicFile, AFolderInWhichOthersMayWriteIsMendedOrRefused) {
+  test::MemorySink log;
+  const test::TempFolder folder;
+  const std::string run = folder.path("a/run");
+  EXPECT_FALSE(makePrivateFolder(run));
+  EXPECT_EQ(permissions(run), 0700);
+  ::chmod(run.c_str(), 01777);
+  EXPECT_FALSE(makePrivateFolder(run));
+  EXPECT_EQ(permissions(run), 01755);
+  EXPECT_EQ(log.take(),
+            std::vector{"error [security] Other users could write in " + run + ": they cannot any more"});
+  EXPECT_FALSE(makePrivateFolder(run));
+  EXPECT_TRUE(log.take().empty());
+  const std::string foreign = ::geteuid() == 0 ? folder.path("foreign") : "/tmp";
+  if (::geteuid() == 0) {
+    ::mkdir(foreign.c_str(), 0755);
+    ASSERT_EQ(::chown(foreign.c_str(), 1, 1), 0);
+  }
+  EXPECT_EQ(makePrivateFolder(foreign)->description, foreign + ": the folder belongs to another user");
 }
 
 TEST(AtomicFile, FoldersThatAreThereKeepTheirPermissions) {
