@@ -89,6 +89,17 @@ TEST_F(AgentAdapters, HooksCountInEitherFileOfClaudeAndTheOneThatNobodyReadsIsNa
   EXPECT_TRUE(findings[0].mentionsRelay && !findings[0].caveat);
 }
 
+TEST_F(AgentAdapters, TheRegistryLooksForEachAgent) {
+  for (const char* name : {"claude", "codex", "gemini", "opencode", "aider"})
+    install(std::string("bin/") + name);
+  applications_ = {"Cursor", "Windsurf", "Antigravity"};
+  AgentRegistry registry(surroundings_);
+  registry.registerDefaultAdapters();
+  const auto statuses = registry.detectAll().get();
+  EXPECT_EQ(statuses.size(), 8u);
+  for (const auto& [agent, status] : statuses) EXPECT_TRUE(status.isInstalled) << displayName(agent);
+}
+
 TEST_F(AgentAdapters, AMalformedConfigurationIsReportedAndLeftAlone) {
   install("bin/gemini");
   const std::string text = "{\n  // mine\n  \"hooks\": {,}\n}\n";
@@ -125,6 +136,8 @@ TEST(RelayMention, JsonHooksCountAnywhereAndRunOnlyInTheNestedForm) {
       {R"({"hooks": {"Other": [{"note": "vigilo-relay"}], "Stop": [{"hooks": ["vigilo-relay"]}]}})", true,
        false, false},
       {R"({"hooks": {}, "env": {"x": "vigilo-relay"}})", false, false, false},
+      {R"({"env": {"hooks": "vigilo-relay"}})", false, false, false},
+      {R"(["hooks", "vigilo-relay"])", false, false, false},
       {"// Add to the \"hooks\" object\n" + std::string(hooked), false, false, true},
       {std::string(hooked) + "x", false, false, true},
   };

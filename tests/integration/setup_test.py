@@ -187,6 +187,16 @@ class SnippetTest(SetupTest):
         self.assertEqual(recorded.read_text().splitlines(),
                          [f"--agent opencode --state {state} --session-id ses_{number}" for state, number in expected])
 
+    def test_a_relay_that_hangs_holds_the_opencode_plugin_up_for_three_seconds_only(self):
+        recorded = self.home / "recorded"
+        # The first ends while the second runs: that must not let the third go beside the second.
+        recorder = self.executable("recorder", f'echo "$4" >> "{recorded}"\n'
+                                               'case "$4" in working) sleep 4.2 ;; waiting) sleep 2.4 ;; esac\n'
+                                               f'echo end >> "{recorded}"\n')
+        self.run_plugin(self.variants("opencode", recorder)[1]["snippet"],
+                        [status_event("busy"), event("permission.asked"), status_event("idle")])
+        self.assertEqual(recorded.read_text().split(), ["working", "waiting", "end", "end", "idle", "end"])
+
     def test_the_opencode_plugin_reaches_the_host(self):
         self.start_host()
         plugin = self.variants("opencode", self.relay)[1]["snippet"]

@@ -179,6 +179,17 @@ TEST_F(AsioQueueTest, WhatWaitsIsDroppedWithTheQueueAndTokensMayOutliveIt) {
   EXPECT_GE(::fcntl(pipe.read.get(), F_GETFD), 0);
 }
 
+// Its number may be another descriptor's by then.
+TEST(AsioMainQueue, ASourceThatWasCancelledBeforeTheQueueRunsIsNeverWatched) {
+  const auto main = AsioQueue::mainQueue();
+  const Pipe pipe;
+  ASSERT_EQ(::write(pipe.write.get(), "x", 1), 1);
+  CancelToken source = main->readSource(pipe.read.get(), [] { ADD_FAILURE() << "a cancelled source"; });
+  source.reset();
+  main->asyncAfter(20ms, [&main] { main->stop(); });
+  main->run();
+}
+
 TEST_F(AsioQueueTest, SyncOnAnEndedQueueRunsInPlace) {
   queue->stopAndWait();
   bool ran = false;

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
+
 #include "support/RecordCoder.h"
 #include "usage/ModelRateCard.h"
 
@@ -48,6 +51,23 @@ TEST(ModelRateCard, NamesMatchTheLongestKeyTheyContain) {
         << each.model.value_or("none");
     EXPECT_EQ(ModelRateCard::contextWindow(each.model), each.window) << each.model.value_or("none");
   }
+}
+
+// A wrong one would move the point at which a context counts as full.
+TEST(ModelRateCard, EachModelHasItsOwnContextWindow) {
+  const std::map<std::int64_t, std::set<std::string_view>> expected{
+      {128000,
+       {"nemotron-3.5-lightning-free", "deepseek-v4-flash-free", "gpt-4o-mini", "gpt-4o", "o1-preview",
+        "o1-mini"}},
+      {200000,
+       {"claude-3-5-sonnet-20241022", "claude-3-5-sonnet", "claude-3-5-haiku", "claude-3-sonnet",
+        "claude-3-opus", "claude-opus-5", "o3-mini", "o1"}},
+      {258400, {"gpt-5.6-terra"}},
+      {1000000, {"gemini-1.5-flash", "gemini-2.0-flash", "gemini-3.7-flash"}},
+      {2000000, {"gemini-1.5-pro"}}};
+  std::map<std::int64_t, std::set<std::string_view>> windows;
+  for (const auto& row : ModelRateCard::rows()) windows[row.contextWindow].insert(row.key);
+  EXPECT_EQ(windows, expected);
 }
 
 TEST(ModelRateCard, EveryRowIsFoundByItsOwnNameAndPricesReasoningAsOutput) {

@@ -47,6 +47,7 @@ TEST_F(UsageStoreTest, AnEventCountsOnceAlsoInALaterRun) {
     EXPECT_FALSE(first.record(again));
     EXPECT_EQ(first.recentSessions(9).at(0).totalTokens, 15);
   }
+  EXPECT_EQ(store().eventCount(), 1u) << "the count is the first that is asked";
   auto second = store();
   EXPECT_FALSE(second.record(turn("s", "1")));
   EXPECT_EQ(second.recentSessions(9).at(0).totalTokens, 15);
