@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "VigiloApp/commands/AgentsCommand.h"
+#include "VigiloApp/commands/CommandLineError.h"
 #include "VigiloApp/commands/Completion.h"
 #include "VigiloApp/commands/DiagnosticsCommand.h"
 #include "VigiloApp/commands/DurationText.h"
@@ -146,7 +147,7 @@ int main(int argc, char** argv) {
 
   std::string onOrOff;
   auto* hold = app.add_subcommand("hold", "Hold the machine awake with or without agents");
-  hold->add_option("on|off", onOrOff)->required()->check(CLI::IsMember({"on", "off"}));
+  hold->add_option("on|off", onOrOff)->required()->check(onOrOffOnly());
   hold->callback([&] { exitCode = steer(directories, "manualHoldEnabled", onOrOff == "on"); });
 
   std::string key;
@@ -265,8 +266,7 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    // Help and the version end with 0; a wrong command line is a usage error, whatever the library calls it.
-    return app.exit(error) == 0 ? exitOk : exitUsage;
+    return commandLineError(app, error);
   }
   if (app.get_subcommands().empty()) return overviewCommand(directories);
   return exitCode;
