@@ -43,6 +43,8 @@ constexpr const char* exitCodes =
 
 // Prints what a command on the settings has to say, and gives its exit code.
 int report(const ControlResponse& response) {
+  for (const auto& problem : response.settingsProblems.value_or(std::vector<std::string>{}))
+    note("in the settings file: " + problem);
   if (response.exitCode != exitOk) return fail(response);
   if (response.message) std::printf("%s\n", response.message->c_str());
   return exitOk;
@@ -164,9 +166,13 @@ int main(int argc, char** argv) {
   setCommand->add_option("KEY", key)->required();
   setCommand->add_option("VALUE", value)->required();
   setCommand->callback([&] { exitCode = set(directories, key, value); });
-  auto* reset = settings->add_subcommand("reset", "Set every setting to its default");
-  reset->callback(
-      [&] { exitCode = report(settingsCommand(directories, {.command = ControlCommand::resetSettings})); });
+  std::optional<std::string> keyToReset;
+  auto* reset = settings->add_subcommand("reset", "Set one setting, or every one, to its default");
+  reset->add_option("KEY", keyToReset, "Which one; all but launchAtLogin without it");
+  reset->callback([&] {
+    exitCode =
+        report(settingsCommand(directories, {.command = ControlCommand::resetSettings, .key = keyToReset}));
+  });
   settings->callback([&] {
     if (settings->get_subcommands().empty()) exitCode = listSettings(directories, settingsAsJson);
   });

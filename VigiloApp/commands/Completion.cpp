@@ -35,7 +35,7 @@ Choices choicesFor(const CLI::Option& option) {
   Choices result = choicesOfType(option.get_type_name());
   if (!result.empty()) return result;
   if (name == "KEY")
-    for (const Setting& setting : SettingsStore::table()) result.emplace_back(setting.name, setting.allowed);
+    for (const Setting& setting : SettingsStore::table()) result.emplace_back(setting.name, setting.meaning);
   if (name == "AGENT")
     for (const auto& [type, word] : RawValues<AgentType>::table)
       if (type != AgentType::custom) result.emplace_back(word, "");

@@ -29,12 +29,6 @@ ControlResponse answer(int exitCode, std::string message) {
   return response;
 }
 
-std::string defaultText(const Setting& setting) {
-  if (setting.type == SettingType::boolean) return setting.fallback != 0 ? "true" : "false";
-  if (setting.type == SettingType::date) return "none";
-  return std::to_string(static_cast<long long>(setting.fallback));
-}
-
 ControlResponse list(const ControlRequest& request, const SettingsStore& settings) {
   ControlResponse response;
   response.settings.emplace();
@@ -45,8 +39,11 @@ ControlResponse list(const ControlRequest& request, const SettingsStore& setting
   for (const Setting& setting : SettingsStore::table()) {
     if (request.key && *request.key != setting.name) continue;
     const auto value = settings.text(setting.name);
-    response.settings->push_back({setting.name, value ? *value : "", defaultText(setting), setting.allowed});
+    response.settings->push_back({setting.name, value ? *value : "", SettingsStore::defaultText(setting),
+                                  setting.allowed, setting.meaning});
   }
+  if (auto problems = settings.problems(request.key); !problems.empty())
+    response.settingsProblems = std::move(problems);
   return response;
 }
 
@@ -59,6 +56,19 @@ ControlResponse set(const ControlRequest& request, SettingsStore& settings, Laun
   const auto value = settings.setText(request.key.value_or(""), request.value.value_or(""));
   if (!value) return answer(exitUsage, value.error().description);
   return answer(exitOk, *request.key + " = " + *value);
+}
+
+ControlResponse reset(const ControlRequest& request, SettingsStore& settings,
+                      LaunchAtLoginController& login) {
+  if (!request.key) {
+    settings.resetToDefaults();
+    return answer(exitOk, "every setting is at its default, but for launchAtLogin");
+  }
+  ControlRequest toDefault = request;
+  for (const Setting& setting : SettingsStore::table()) {
+    if (setting.name == *request.key) toDefault.value = SettingsStore::defaultText(setting);
+  }
+  return set(toDefault, settings, login);
 }
 
 ControlResponse pause(const ControlRequest& request, SettingsStore& settings) {
@@ -82,8 +92,7 @@ ControlResponse change(const ControlRequest& request, SettingsStore& settings,
       settings.resume();
       return answer(exitOk, "the pause has ended");
     case ControlCommand::resetSettings:
-      settings.resetToDefaults();
-      return answer(exitOk, "every setting is at its default, but for launchAtLogin");
+      return reset(request, settings, login);
     default:
       return answer(exitUsage, "not a command on settings");
   }
@@ -174,7 +183,8 @@ std::string settingsTable(const std::vector<SettingEntry>& entries) {
   for (const auto& entry : entries) {
     const bool differs = entry.value != entry.defaultValue;
     table += (differs ? "* " : "  ") + pad(entry.key, keyWidth) + "  " + pad(entry.value, valueWidth) +
-             "  (" + (differs ? "default " + entry.defaultValue + "; " : "") + entry.allowed + ")\n";
+             "  (" + (differs ? "default " + entry.defaultValue + "; " : "") + entry.allowed + ")\n" +
+             std::string(keyWidth + 4, ' ') + entry.meaning + "\n";
   }
   return table;
 }

@@ -42,8 +42,8 @@ struct PauseReport {
 // For people; ends in a line feed.
 std::string pauseText(const PauseReport& report, Date now);
 
-// The table of `vigilo settings`: each setting, its value, its default where that differs, and what is
-// allowed.
+// The table of `vigilo settings`: each setting, its value, its default where that differs, what is allowed,
+// and what it does.
 std::string settingsTable(const std::vector<SettingEntry>& entries);
 
 }  // namespace vigilo

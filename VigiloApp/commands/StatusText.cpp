@@ -184,6 +184,8 @@ std::string statusText(const StatusReport& report, Date now) {
   text += row("lid", report.isLidClosed ? "closed" : "open");
   text += row("thermal", std::string(rawValue(report.thermalState)));
   text += row("shortcut", shortcutText(report.shortcut));
+  for (const auto& problem : report.settingsProblems.value_or(std::vector<std::string>{}))
+    text += row("settings", "in the file: " + printable(problem));
   return text + sessionsText(report, now);
 }
 

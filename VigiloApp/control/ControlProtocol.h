@@ -104,11 +104,13 @@ struct SettingEntry {
   std::string value;
   std::string defaultValue;
   std::string allowed;  // in words
+  std::string meaning;  // in a line
 
   static constexpr auto fields() {
     using S = SettingEntry;
     return std::tuple{field("key", &S::key), field("value", &S::value),
-                      field("defaultValue", &S::defaultValue), field("allowed", &S::allowed)};
+                      field("defaultValue", &S::defaultValue), field("allowed", &S::allowed),
+                      field("meaning", &S::meaning)};
   }
 };
 
@@ -122,26 +124,23 @@ struct ControlResponse {
   std::optional<TextPage> usageExport;
   std::optional<std::vector<ProviderBudgetReport>> budgets;
   std::optional<std::vector<SettingEntry>> settings;  // listSettings
-  std::optional<LoginItemReport> loginItem;           // loginStatus
+  // What in the settings file is not as it should be, a line each; with `settings`. Absent where nothing is.
+  std::optional<std::vector<std::string>> settingsProblems;
+  std::optional<LoginItemReport> loginItem;  // loginStatus
   std::optional<TextPage> diagnostics;
   std::optional<std::vector<UsageHour>> usageHours;  // oldest first
   std::optional<std::vector<LogEntry>> recentLog;    // newest last
 
   static constexpr auto fields() {
     using R = ControlResponse;
-    return std::tuple{field("version", &R::version),
-                      field("exitCode", &R::exitCode),
-                      field("message", &R::message),
-                      field("status", &R::status),
-                      field("settings", &R::settings),
-                      field("usageSummary", &R::usageSummary),
-                      field("usageSessions", &R::usageSessions),
-                      field("usageExport", &R::usageExport),
-                      field("budgets", &R::budgets),
-                      field("loginItem", &R::loginItem),
-                      field("diagnostics", &R::diagnostics),
-                      field("usageHours", &R::usageHours),
-                      field("recentLog", &R::recentLog)};
+    return std::tuple{
+        field("version", &R::version),           field("exitCode", &R::exitCode),
+        field("message", &R::message),           field("status", &R::status),
+        field("settings", &R::settings),         field("settingsProblems", &R::settingsProblems),
+        field("usageSummary", &R::usageSummary), field("usageSessions", &R::usageSessions),
+        field("usageExport", &R::usageExport),   field("budgets", &R::budgets),
+        field("loginItem", &R::loginItem),       field("diagnostics", &R::diagnostics),
+        field("usageHours", &R::usageHours),     field("recentLog", &R::recentLog)};
   }
 };
 

@@ -82,6 +82,8 @@ struct StatusReport {
   bool isLidClosed = false;
   std::optional<Date> pauseUntil;  // absent when not paused
   SettingsReport settings;
+  // What in the settings file is not as it should be, a line each; absent where nothing is.
+  std::optional<std::vector<std::string>> settingsProblems;
   ShortcutReport shortcut;
   UsageSummary todaySummary;
   std::map<AgentType, ProviderBudgetReport> latestBudgetReports;
@@ -109,6 +111,7 @@ struct StatusReport {
                       field("isLidClosed", &S::isLidClosed),
                       field("pauseUntil", &S::pauseUntil),
                       field("settings", &S::settings),
+                      field("settingsProblems", &S::settingsProblems),
                       field("shortcut", &S::shortcut),
                       field("todaySummary", &S::todaySummary),
                       field("latestBudgetReports", &S::latestBudgetReports),

@@ -20,6 +20,7 @@
 #include "VigiloApp/host/HostLog.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "VigiloApp/host/SessionNews.h"
+#include "VigiloApp/host/SettingsNews.h"
 #include "VigiloApp/host/TerminalReport.h"
 #include "VigiloApp/host/UsageProviders.h"
 #include "app/DiagnosticsExporter.h"
@@ -121,6 +122,7 @@ class Host {
   TerminalReport terminal_;
   SessionNews sessionNews_;
   std::optional<StatusReport> lastPublished_;
+  SettingsNews settingsNews_;
   Date lastLook_;
   bool wasHolding_ = false;
   bool stopping_ = false;
@@ -301,6 +303,7 @@ void Host::show() {
   for (const auto& news : sessionNews_.since(coordinator_->activeSessionsList.get()))
     recentLog_.add(Date::now(), "session", news);
   terminal_.show(decision, coordinator_->helperStatus.get(), Date::now());
+  settingsNews_.tell(settings_.problems());
   publishToFollowers();
 }
 

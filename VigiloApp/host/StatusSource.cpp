@@ -97,6 +97,7 @@ StatusReport StatusSource::current() const {
                      .notificationsEnabled = settings.notificationsEnabled(),
                      .soundEnabled = settings.soundEnabled(),
                      .hasCompletedOnboarding = settings.hasCompletedOnboarding()};
+  if (auto problems = settings.problems(); !problems.empty()) report.settingsProblems = std::move(problems);
   return report;
 }
 

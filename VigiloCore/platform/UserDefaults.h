@@ -25,6 +25,8 @@ class UserDefaults {
   // The stored value with its type; absent when the key is missing or its value has a type this system never
   // writes.
   virtual std::optional<DefaultsValue> object(const std::string& key) const = 0;
+  // Every stored key, also of values of other types.
+  virtual std::vector<std::string> keys() const = 0;
   // No value removes the key.
   virtual void set(const std::string& key, std::optional<DefaultsValue> value) = 0;
   // Waits until everything set so far is on disk, or until it is clear that it cannot be; then the reason.

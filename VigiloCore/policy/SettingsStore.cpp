@@ -8,31 +8,40 @@
 #include <locale>
 #include <sstream>
 
+#include "support/NearestWord.h"
+
 namespace vigilo {
 namespace {
 
 using enum SettingKey;
 
 constexpr const char* trueOrFalse = "true or false";
+constexpr std::size_t mostProblems = 20;  // a file of something else altogether need not be told in full
 
-constexpr Setting flag(SettingKey key, const char* name, bool fallback) {
-  return {key, name, SettingType::boolean, fallback ? 1.0 : 0.0, 0, 1, trueOrFalse};
+constexpr Setting flag(SettingKey key, const char* name, bool fallback, const char* meaning) {
+  return {key, name, SettingType::boolean, fallback ? 1.0 : 0.0, 0, 1, trueOrFalse, meaning};
 }
 
 constexpr std::array settings{
-    flag(masterEnabled, "masterEnabled", true),
-    flag(manualHoldEnabled, "manualHoldEnabled", false),
-    Setting{releaseDelaySeconds, "releaseDelaySeconds", SettingType::number, 30, 0, 86400, "0 to 86400"},
-    Setting{batteryFloorPercent, "batteryFloorPercent", SettingType::integer, 15, 5, 50, "5 to 50"},
-    flag(onlyOnAC, "onlyOnAC", false),
-    flag(deepLidProtectionEnabled, "deepLidProtectionEnabled", true),
-    flag(preventDisplaySleep, "preventDisplaySleep", false),
-    flag(launchAtLogin, "launchAtLogin", false),
-    flag(notificationsEnabled, "notificationsEnabled", true),
-    flag(soundEnabled, "soundEnabled", true),
-    flag(hasCompletedOnboarding, "hasCompletedOnboarding", false),
+    flag(masterEnabled, "masterEnabled", true, "protection as a whole; `vigilo enable` and `disable`"),
+    flag(manualHoldEnabled, "manualHoldEnabled", false,
+         "hold with or without agents; `vigilo hold on` and `off`"),
+    Setting{releaseDelaySeconds, "releaseDelaySeconds", SettingType::number, 30, 0, 86400, "0 to 86400",
+            "for how many seconds to hold on after the last agent has stopped"},
+    Setting{batteryFloorPercent, "batteryFloorPercent", SettingType::integer, 15, 5, 50, "5 to 50",
+            "on battery, at or below this percentage, nothing is held"},
+    flag(onlyOnAC, "onlyOnAC", false, "hold only while the charger is connected"),
+    flag(deepLidProtectionEnabled, "deepLidProtectionEnabled", true,
+         "hold with a closed lid too, through the helper"),
+    flag(preventDisplaySleep, "preventDisplaySleep", false, "while holding, keep the screen on as well"),
+    flag(launchAtLogin, "launchAtLogin", false, "start the host at login; `vigilo login on` and `off`"),
+    flag(notificationsEnabled, "notificationsEnabled", true, "banners and chimes when a hold begins or ends"),
+    flag(soundEnabled, "soundEnabled", true, "the chime of a notice"),
+    flag(hasCompletedOnboarding, "hasCompletedOnboarding", false,
+         "the introduction of a graphical front end was seen"),
     Setting{pauseUntil, "pauseUntil", SettingType::date, 0, 0, 0,
-            "an ISO 8601 date such as 2026-11-21T08:00:00Z, or none"},
+            "an ISO 8601 date such as 2026-11-21T08:00:00Z, or none",
+            "until when sleep is allowed whatever agents do; `vigilo pause`"},
 };
 
 constexpr bool isInOrder() {
@@ -104,13 +113,57 @@ std::optional<DefaultsValue> parse(const Setting& setting, std::string_view text
   return static_cast<std::int64_t>(*value);
 }
 
+const Setting* settingNamed(std::string_view name) {
+  const auto found = std::ranges::find(settings, name, &Setting::name);
+  return found == settings.end() ? nullptr : &*found;
+}
+
+std::string nearestName(std::string_view name) {
+  std::array<std::string_view, settings.size()> names;
+  std::ranges::transform(settings, names.begin(), &Setting::name);
+  return didYouMean(name, names);
+}
+
 Result<const Setting*, SettingError> find(std::string_view name) {
+  if (const Setting* setting = settingNamed(name)) return setting;
   std::string names;
-  for (const Setting& setting : settings) {
-    if (name == setting.name) return &setting;
-    names.append(names.empty() ? "" : ", ").append(setting.name);
+  for (const Setting& setting : settings) names.append(names.empty() ? "" : ", ").append(setting.name);
+  return SettingError{"There is no setting \"" + std::string(name) + "\"." + nearestName(name) +
+                      " There are: " + names + "."};
+}
+
+// A stored value as a person would write it; strings in quotes.
+std::string shown(const DefaultsValue& value) {
+  if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "true" : "false";
+  if (const auto* whole = std::get_if<std::int64_t>(&value)) return std::to_string(*whole);
+  if (const auto* number = std::get_if<double>(&value)) return printNumber(*number);
+  if (const auto* date = std::get_if<Date>(&value)) return date->iso8601();
+  return "\"" + std::get<std::string>(value) + "\"";
+}
+
+bool isOfItsType(const Setting& setting, const DefaultsValue& value) {
+  switch (setting.type) {
+    case SettingType::boolean:
+      return std::holds_alternative<bool>(value);
+    case SettingType::integer:
+      return std::holds_alternative<std::int64_t>(value);
+    case SettingType::number:
+      return std::holds_alternative<double>(value) || std::holds_alternative<std::int64_t>(value);
+    case SettingType::date:
+      break;
   }
-  return SettingError{"There is no setting \"" + std::string(name) + "\". There are: " + names + "."};
+  return std::holds_alternative<Date>(value);
+}
+
+bool isInRange(const Setting& setting, const DefaultsValue& value) {
+  double number = 0;
+  if (const auto* whole = std::get_if<std::int64_t>(&value))
+    number = static_cast<double>(*whole);
+  else if (const auto* fraction = std::get_if<double>(&value))
+    number = *fraction;
+  else
+    return true;
+  return number >= setting.least && number <= setting.most;
 }
 
 std::atomic<SettingsStore*> sharedStore{nullptr};
@@ -197,6 +250,50 @@ void SettingsStore::resetToDefaults() {
         SettingKey::preventDisplaySleep, SettingKey::notificationsEnabled, SettingKey::soundEnabled,
         SettingKey::pauseUntil, SettingKey::hasCompletedOnboarding})
     write(key, fallbackValue(settingOf(key)));
+}
+
+std::vector<std::string> SettingsStore::problems(const std::optional<std::string>& key) const {
+  std::vector<std::string> problems;
+  for (const std::string& name : defaults_.keys()) {
+    if (key && *key != name) continue;
+    auto problem = problemWith(name);
+    if (!problem) continue;
+    if (problems.size() == mostProblems) {
+      problems.emplace_back("There is more of that kind.");
+      break;
+    }
+    problems.push_back(*std::move(problem));
+  }
+  return problems;
+}
+
+std::optional<std::string> SettingsStore::problemWith(const std::string& name) const {
+  const Setting* setting = settingNamed(name);
+  if (setting == nullptr) return "\"" + name + "\" is no setting, so it has no effect." + nearestName(name);
+  const auto value = stored(setting->key);
+  if (value && isOfItsType(*setting, *value) && isInRange(*setting, *value)) return std::nullopt;
+  return name + (value ? " = " + shown(*value) : "") + ": it takes " + setting->allowed + "; " +
+         inForce(*setting) + " is in force.";
+}
+
+std::string SettingsStore::inForce(const Setting& setting) const {
+  const PolicyConfiguration config = policyConfig();
+  if (setting.key == SettingKey::batteryFloorPercent) return std::to_string(config.batteryFloorPercent);
+  if (setting.key == SettingKey::releaseDelaySeconds) return printNumber(config.releaseDebounceSeconds);
+  return print(setting);
+}
+
+std::string SettingsStore::defaultText(const Setting& setting) {
+  switch (setting.type) {
+    case SettingType::boolean:
+      return setting.fallback != 0 ? "true" : "false";
+    case SettingType::date:
+      return "none";
+    case SettingType::integer:
+    case SettingType::number:
+      break;
+  }
+  return printNumber(setting.fallback);
 }
 
 Result<std::string, SettingError> SettingsStore::text(std::string_view name) const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "platform/UserDefaults.h"
 #include "policy/PolicyConfiguration.h"
@@ -33,7 +34,7 @@ enum class SettingKey {
 
 enum class SettingType { boolean, integer, number, date };
 
-// One setting's name, type and default, and what the user may give it.
+// One setting's name, type and default, what the user may give it, and what it does.
 struct Setting {
   SettingKey key;
   const char* name;  // the stored key
@@ -41,6 +42,7 @@ struct Setting {
   double fallback;      // the default: 0 or 1 for a boolean; a date's default is absent
   double least, most;   // what a command may set a number to
   const char* allowed;  // the same in words: "5 to 50"
+  const char* meaning;  // in a line, for people
 };
 
 struct SettingError {
@@ -95,6 +97,10 @@ class SettingsStore {
   void resume() { pauseUntil(std::nullopt); }
   // Writes every default but that of `launchAtLogin`, which mirrors a registration with the system.
   void resetToDefaults();
+  // What somebody else has written that is not as this class would: a line for each key that is no setting,
+  // and for each value of a wrong type or out of range, with what is in force instead. For people; of one key
+  // only where one is given.
+  std::vector<std::string> problems(const std::optional<std::string>& key = std::nullopt) const;
 
   // Keep the token for as long as the observer is to be called.
   [[nodiscard]] std::shared_ptr<void> onChange(Announcer::Observer observer) {
@@ -112,12 +118,16 @@ class SettingsStore {
   Result<std::string, SettingError> text(std::string_view name) const;
   // Refuses, other than the properties, what is out of range. The value as it stands now.
   Result<std::string, SettingError> setText(std::string_view name, std::string_view text);
+  // A default as such a text.
+  static std::string defaultText(const Setting& setting);
 
  private:
   std::optional<DefaultsValue> stored(SettingKey key) const;
   std::optional<double> number(SettingKey key) const;
   bool boolean(SettingKey key) const;
   std::string print(const Setting& setting) const;
+  std::string inForce(const Setting& setting) const;
+  std::optional<std::string> problemWith(const std::string& name) const;
   void write(SettingKey key, std::optional<DefaultsValue> value);
 
   UserDefaults& defaults_;

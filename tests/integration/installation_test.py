@@ -1,5 +1,6 @@
 """What `make install` installs: the units as systemd reads them, manual pages and completions as true as the program,
 and what goes again with `make uninstall`."""
+import json
 import os
 import pathlib
 import plistlib
@@ -113,6 +114,15 @@ class InstallationTest(harness.TestCase):
             for option in options:
                 self.assertTrue(any(option in head for head in described),
                                 f"vigilo(1) does not know: {' '.join(path)} {option}")
+
+    def test_the_manual_page_says_of_each_setting_what_the_program_says(self):
+        page = run("mandoc", "-T", "ascii", "-O", "width=300", harness.SOURCE / "packaging/man/vigilo.1", check=True).stdout
+        plain = re.sub(".\b", "", page)
+        listed = run(harness.BIN / "vigilo", "settings", "--json", env={"HOME": str(self.folder())}, check=True).stdout
+        for setting in json.loads(listed):
+            self.assertTrue(setting["meaning"])
+            self.assertIn("{key} ({allowed}; default {defaultValue})".format(**setting), plain)
+            self.assertIn(f"  {setting['meaning']}\n", plain)
 
     def completed_by_bash(self, *words):
         script = harness.SOURCE / "packaging/completions/vigilo.bash"

@@ -73,6 +73,7 @@ TEST(TomlDocument, ValuesReadBackAsTheyWereWritten) {
 TEST(TomlDocument, ADateCountsOnlyWithAnOffset) {
   const auto document = parsed("a = 2026-11-21T08:00:00+01:00\nb = 2026-11-21T08:00:00\nc = 2026-11-21\n");
   EXPECT_EQ(document.values(), (DefaultsValues{{"a", Date::fromIso8601("2026-11-21T07:00:00Z").value()}}));
+  EXPECT_EQ(document.otherKeys(), (std::vector<std::string>{"b", "c"}));
 }
 
 TEST(TomlDocument, AnErrorSaysWhereItIs) {

@@ -109,6 +109,32 @@ TEST_F(Settings, AResetLeavesTheLoginItemAlone) {
   EXPECT_EQ(store.pauseUntil(), std::nullopt);
 }
 
+TEST_F(Settings, WhatAHandHasWrittenWrongIsNamedWithWhatIsInForce) {
+  const std::pair<DefaultsValue, const char*> rows[] = {
+      {"no", "onlyOnAC = \"no\": it takes true or false; false is in force."},
+      {std::int64_t{1}, "onlyOnAC = 1: it takes true or false; false is in force."}};
+  for (const auto& [value, told] : rows) {
+    defaults.values = {{"onlyOnAC", value}};
+    EXPECT_EQ(store.problems(), std::vector<std::string>{told});
+  }
+  defaults.values = {{"batteryFloorPercent", std::int64_t{99}},
+                     {"releaseDelaySeconds", -10.0},
+                     {"soundEnable", true},
+                     {"soundEnabled", true},
+                     {"pauseUntil", Date::fromUnix(0)}};
+  EXPECT_EQ(store.problems(),
+            (std::vector<std::string>{
+                "batteryFloorPercent = 99: it takes 5 to 50; 50 is in force.",
+                "releaseDelaySeconds = -10: it takes 0 to 86400; 0 is in force.",
+                "\"soundEnable\" is no setting, so it has no effect. Did you mean \"soundEnabled\"?"}));
+  EXPECT_EQ(store.problems("releaseDelaySeconds").size(), 1U);
+  for (int i = 0; i < 1000; ++i) defaults.values["key" + std::to_string(i)] = true;
+  EXPECT_LT(store.problems().size(), 30U);
+  defaults.values.clear();
+  store.resetToDefaults();
+  EXPECT_TRUE(store.problems().empty());
+}
+
 TEST_F(Settings, TextSetsWhatItIsAllowedToAndSaysWhatThatIs) {
   struct Row {
     const char *name, *text, *answer;

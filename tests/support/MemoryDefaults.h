@@ -16,6 +16,11 @@ class MemoryDefaults final : public UserDefaults {
     const auto found = values.find(key);
     return found == values.end() ? std::nullopt : std::optional(found->second);
   }
+  std::vector<std::string> keys() const override {
+    std::vector<std::string> keys;
+    for (const auto& [key, value] : values) keys.push_back(key);
+    return keys;
+  }
   void set(const std::string& key, std::optional<DefaultsValue> value) override {
     if (value)
       values.insert_or_assign(key, *value);

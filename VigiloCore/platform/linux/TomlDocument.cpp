@@ -195,7 +195,10 @@ Result<TomlDocument, TomlError> TomlDocument::parse(std::string text) {
   if (!table) return table.error();
   TomlDocument document;
   for (const auto& [key, node] : *table) {
-    if (auto value = valueOf(node)) document.values_.emplace(key.str(), std::move(*value));
+    if (auto value = valueOf(node))
+      document.values_.emplace(key.str(), std::move(*value));
+    else
+      document.otherKeys_.emplace_back(key.str());
   }
   document.text_ = std::move(text);
   return document;

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/UserDefaults.h"
 #include "support/Result.h"
@@ -22,6 +23,8 @@ class TomlDocument {
   const std::string& text() const { return text_; }
   // The values at the top level that have a type of the settings; dates count where they have an offset.
   const DefaultsValues& values() const { return values_; }
+  // The other keys at the top level: of tables, lists, and dates that nobody can place.
+  const std::vector<std::string>& otherKeys() const { return otherKeys_; }
 
   // This document with the key set to a value, or without the key. A new key stands below the others at the
   // top level; with a removed key its line goes. The result has been read back: nothing else differs in it.
@@ -31,6 +34,7 @@ class TomlDocument {
  private:
   std::string text_;
   DefaultsValues values_;
+  std::vector<std::string> otherKeys_;
 };
 
 }  // namespace vigilo

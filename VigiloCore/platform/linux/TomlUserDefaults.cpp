@@ -75,6 +75,13 @@ class TomlUserDefaults::File : public std::enable_shared_from_this<File> {
     return found == values_.end() ? std::nullopt : std::optional(found->second);
   }
 
+  std::vector<std::string> keys() const {
+    const LockGuard guard(mutex_);
+    std::vector<std::string> keys = otherKeys_;
+    for (const auto& [key, value] : values_) keys.push_back(key);
+    return keys;
+  }
+
   void set(const std::string& key, std::optional<DefaultsValue> value) {
     if (value && isNan(*value) && std::holds_alternative<Date>(*value)) value.reset();
     const LockGuard guard(mutex_);
@@ -157,7 +164,8 @@ class TomlUserDefaults::File : public std::enable_shared_from_this<File> {
   FailureEpisode failure_;
 
   mutable Mutex mutex_;
-  DefaultsValues values_ VIGILO_GUARDED_BY(mutex_);  // the document's, under the unsaved changes
+  DefaultsValues values_ VIGILO_GUARDED_BY(mutex_);               // the document's, under the unsaved changes
+  std::vector<std::string> otherKeys_ VIGILO_GUARDED_BY(mutex_);  // the document's
   std::map<std::string, Change> unsaved_ VIGILO_GUARDED_BY(mutex_);
   std::uint64_t changes_ VIGILO_GUARDED_BY(mutex_) = 0;
   bool isSaveDue_ VIGILO_GUARDED_BY(mutex_) = false;
@@ -267,8 +275,9 @@ void TomlUserDefaults::File::publish() {
     const LockGuard guard(mutex_);
     DefaultsValues values = document_.values();
     for (const auto& [key, change] : unsaved_) apply(values, key, change.value);
-    if (areSame(values, values_)) return;
+    if (areSame(values, values_) && otherKeys_ == document_.otherKeys()) return;
     values_ = std::move(values);
+    otherKeys_ = document_.otherKeys();
     announce = announce_;
   }
   if (announce) (*announce)();
@@ -296,6 +305,10 @@ TomlUserDefaults::~TomlUserDefaults() {
 
 std::optional<DefaultsValue> TomlUserDefaults::object(const std::string& key) const {
   return file_->object(key);
+}
+
+std::vector<std::string> TomlUserDefaults::keys() const {
+  return file_->keys();
 }
 
 void TomlUserDefaults::set(const std::string& key, std::optional<DefaultsValue> value) {

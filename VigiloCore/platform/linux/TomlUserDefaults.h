@@ -26,6 +26,7 @@ class TomlUserDefaults final : public UserDefaults {
   ~TomlUserDefaults() override;
 
   std::optional<DefaultsValue> object(const std::string& key) const override;
+  std::vector<std::string> keys() const override;
   void set(const std::string& key, std::optional<DefaultsValue> value) override;
   std::optional<FileError> synchronize() override;
   CancelToken observe(Queue& queue, Task changed) override;
