@@ -11,7 +11,10 @@ namespace {
 
 constexpr const char* commands =
     "\n"
+    "  vigilo agents          which agents reach Vigilo, and what to do next\n"
+    "  vigilo setup AGENT     how to make an agent tell Vigilo what it is doing\n"
     "  vigilo status          what is held, why, since when, and what would end it\n"
+    "  vigilo top             the same and more, live\n"
     "  vigilo pause 30m       let the machine sleep for a while; `vigilo resume` ends that\n"
     "  vigilo hold on|off     hold with or without agents\n"
     "  vigilo usage           what the agents used today\n"

@@ -29,19 +29,19 @@ SetupReport setupReport(const AgentAdapter& adapter, const std::string& relay) {
     return report;
   }
   const auto current = adapter.currentReleaseSetup(relay);
-  report.variants.push_back({.title = current ? "Variant 1: the plain form" : "The configuration",
-                             .isRecommended = !current,
-                             .configPath = *path,
-                             .snippet = adapter.manualSetupSnippet(relay),
-                             .instructions = instructions});
   if (current) {
     report.reason = current->reason;
-    report.variants.push_back({.title = "Variant 2: for current releases. USE THIS ONE",
+    report.variants.push_back({.title = "Variant 1, for current releases: TAKE THIS ONE",
                                .isRecommended = true,
                                .configPath = current->configPath,
                                .snippet = current->snippet,
                                .instructions = current->instructions});
   }
+  report.variants.push_back({.title = current ? "Variant 2, the plain form" : "The configuration",
+                             .isRecommended = !current,
+                             .configPath = *path,
+                             .snippet = adapter.manualSetupSnippet(relay),
+                             .instructions = instructions});
   return report;
 }
 
@@ -49,7 +49,7 @@ std::string setupText(const SetupReport& report) {
   if (report.variants.empty()) return endedLine(report.instructions);
   std::string text =
       "How " + report.displayName + " tells Vigilo what it is doing. Vigilo itself changes no file.\n";
-  if (report.reason) text += "Use variant 2, at the end: " + *report.reason + "\n";
+  if (report.reason) text += "Take variant 1: " + *report.reason + "\n";
   for (const auto& variant : report.variants) text += "\n" + variantText(variant);
   return text + "\nThen `vigilo setup " + std::string(rawValue(report.agent)) +
          " --check` waits for the first event.\n";

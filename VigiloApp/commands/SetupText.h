@@ -30,9 +30,10 @@ struct SetupReport {
   AgentType agent{};
   std::string displayName;
   std::string relayPath;
-  std::optional<std::string> reason;   // why the last variant is the one to use
-  std::vector<SetupVariant> variants;  // none for an agent that is watched as a process
-  std::string instructions;            // of such an agent
+  std::optional<std::string> reason;  // why the plain form does not do
+  std::vector<SetupVariant>
+      variants;              // the one to take first; none for an agent that is watched as a process
+  std::string instructions;  // of such an agent
 
   static constexpr auto fields() {
     using R = SetupReport;

@@ -72,7 +72,7 @@ class SetupTest(harness.TestCase):
 
     def variants(self, agent, relay):
         report = json.loads(self.vigilo("setup", agent, "--relay", relay, "--json").stdout)
-        plain, current = report["variants"]
+        current, plain = report["variants"]  # what works comes first
         self.assertEqual((plain["isRecommended"], current["isRecommended"]), (False, True))
         return plain, current
 
@@ -272,7 +272,7 @@ class CommandTest(SetupTest):
         self.assertEqual(self.vigilo("setup", "cursor", "--check").returncode, 64)
         text = self.vigilo("setup", "codex").stdout
         self.assertIn(f'notify = ["{harness.BIN}/vigilo-relay", "--agent"', text)
-        self.assertLess(text.index("Use variant 2"), text.index("Variant 1"))
+        self.assertLess(text.index("Variant 1, for current releases: TAKE THIS ONE"), text.index("Variant 2"))
         alone = self.bin / "vigilo"
         shutil.copy(harness.BIN / "vigilo", alone)
         result = subprocess.run([alone, "setup", "codex"], env=self.environment(), capture_output=True, text=True)
