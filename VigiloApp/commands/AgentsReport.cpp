@@ -40,10 +40,18 @@ std::map<AgentType, HookReport> newestHookReports(const std::vector<AgentSession
   return newest;
 }
 
+std::optional<std::string> hookFault(const std::vector<ConfigurationFinding>& findings) {
+  for (const auto& finding : findings) {
+    if (finding.fault) return finding.path + ": " + *finding.fault;
+  }
+  return std::nullopt;
+}
+
 std::optional<std::string> configurationFault(const std::vector<ConfigurationFinding>& findings) {
   for (const auto& finding : findings) {
     if (finding.problem) return finding.path + " cannot be read: " + *finding.problem;
   }
+  if (auto fault = hookFault(findings)) return fault;
   const bool isWhole = std::any_of(findings.begin(), findings.end(),
                                    [](const auto& each) { return each.mentionsRelay && !each.caveat; });
   if (isWhole) return std::nullopt;

@@ -49,7 +49,9 @@ struct AgentReport {
   }
 };
 
-// What is wrong with an agent's configuration or keeps it from being run; absent where nothing is.
+// Which hooks cannot tell about the agent whatever it does, and why; absent where there are none.
+std::optional<std::string> hookFault(const std::vector<ConfigurationFinding>& findings);
+// The same, or what else is wrong with an agent's configuration or keeps it from being run.
 std::optional<std::string> configurationFault(const std::vector<ConfigurationFinding>& findings);
 // What the user is to do next, from all the rest of the row.
 std::optional<std::string> nextStep(const AgentReport& report);

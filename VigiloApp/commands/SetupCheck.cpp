@@ -21,16 +21,25 @@ std::optional<HookReport> heardSince(const StatusReport& status, AgentType agent
   return found->second;
 }
 
-void tellHeard(const AgentAdapter& adapter, const HookReport& heard) {
-  std::string text = std::string(displayName(adapter.agentType())) + " reached Vigilo: it is " +
-                     std::string(rawValue(heard.state)) + ", session " + heard.sessionId;
+// Tells what came, and gives the exit code.
+int tellHeard(const AgentAdapter& adapter, const HookReport& heard) {
+  const std::string name = displayName(adapter.agentType());
+  if (heard.state == AgentState::unknown) {
+    return fail(exitFailure,
+                name +
+                    " reached Vigilo, but with a state that there is not: `vigilo log` tells the word "
+                    "behind --state that is misspelt.");
+  }
+  std::string text =
+      name + " reached Vigilo: it is " + std::string(rawValue(heard.state)) + ", session " + heard.sessionId;
   if (heard.cwd) text += ", in " + *heard.cwd;
   std::printf("%s.\n", printable(text).c_str());
+  return exitOk;
 }
 
 // From the likeliest cause to what shows where the way is broken.
-void tellWhatToLookAt(const Directories& directories, const AgentAdapter& adapter, const std::string& relay,
-                      double seconds) {
+std::string whatToLookAt(const Directories& directories, const AgentAdapter& adapter,
+                         const std::string& relay, double seconds) {
   const std::string name = displayName(adapter.agentType());
   const std::string raw(rawValue(adapter.agentType()));
   const auto findings = adapter.configurations();
@@ -52,18 +61,20 @@ void tellWhatToLookAt(const Directories& directories, const AgentAdapter& adapte
           " --state idle < /dev/null\n  must make a session \"" + raw +
           "-default\" appear in `vigilo status`.\n";
   text += "- " + name + " must run as this user, with the same home folder, and be able to reach\n  " +
-          directories.hookSocket() + " (a container or a sandbox is not).\n";
-  std::fputs(text.c_str(), stderr);
+          directories.hookSocket() + " (a container or a sandbox is not).";
+  return text;
 }
 
 }  // namespace
 
 int checkSetup(const Directories& directories, const AgentAdapter& adapter, const std::string& relay,
                std::chrono::seconds time) {
+  if (const auto fault = hookFault(adapter.configurations())) return fail(exitFailure, printable(*fault));
   const Date begin = Date::now();
   const double seconds = static_cast<double>(time.count());
   std::optional<HookReport> heard;
   bool begun = false;
+  bool strangersCame = false;
   const auto take = [&](const ControlResponse& response) {
     if (!response.status) return true;
     if (!std::exchange(begun, true)) {
@@ -72,17 +83,18 @@ int checkSetup(const Directories& directories, const AgentAdapter& adapter, cons
       std::fflush(stdout);
     }
     heard = heardSince(*response.status, adapter.agentType(), begin);
+    strangersCame = strangersCame || heardSince(*response.status, AgentType::custom, begin);
     return !heard;
   };
   const bool hostRuns = ControlClient(directories.controlSocket()).follow(take, time);
-  if (heard) {
-    tellHeard(adapter, *heard);
-    return exitOk;
-  }
+  if (heard) return tellHeard(adapter, *heard);
   if (!hostRuns) return fail(std::nullopt);
   if (Date::now() - begin + 0.5 < seconds) return fail(exitNoHost, "the host has ended, or does not answer");
-  tellWhatToLookAt(directories, adapter, relay, seconds);
-  return exitFailure;
+  if (strangersCame)
+    note(
+        "an agent that Vigilo does not know sent events meanwhile: `vigilo log` tells its name. Is it "
+        "misspelt?");
+  return fail(exitFailure, whatToLookAt(directories, adapter, relay, seconds));
 }
 
 }  // namespace vigilo

@@ -11,8 +11,10 @@
 #include "VigiloApp/commands/SetupCheck.h"
 #include "VigiloApp/commands/SetupText.h"
 #include "VigiloApp/control/ControlProtocol.h"
+#include "agents/HookEvent.h"
 #include "agents/RelayMention.h"
 #include "platform/ExecutablePath.h"
+#include "support/NearestWord.h"
 #include "support/RecordCoder.h"
 #include "support/Utf8.h"
 
@@ -59,8 +61,9 @@ int setupCommand(const Directories& directories, const SetupOptions& options) {
   const auto agent = fromRawValue<AgentType>(options.agent);
   const auto adapter = agent ? registry.adapter(*agent) : nullptr;
   if (!adapter) {
-    return fail(exitUsage, "\"" + options.agent + "\" is no agent that Vigilo knows. It knows " +
-                               knownAgents(registry) + ".");
+    return fail(exitUsage, "\"" + options.agent + "\" is no agent that Vigilo knows." +
+                               didYouMean(options.agent, agentNames) + " It knows " + knownAgents(registry) +
+                               ".");
   }
   const bool hasHooks = adapter->targetConfigPath().has_value();
   if (options.check && !hasHooks) {

@@ -19,13 +19,15 @@ struct ConfigurationFinding {
   std::optional<std::string> problem;  // why it cannot be read: with line and column where it is malformed
   // What keeps the agent's current release from running, or fully running, what is configured here.
   std::optional<std::string> caveat;
+  // What keeps the hooks from telling about the agent at all: a relay that is not there, a misspelt word.
+  std::optional<std::string> fault;
 
   bool operator==(const ConfigurationFinding&) const = default;
   static constexpr auto fields() {
     using F = ConfigurationFinding;
-    return std::tuple{field("path", &F::path), field("exists", &F::exists),
-                      field("mentionsRelay", &F::mentionsRelay), field("problem", &F::problem),
-                      field("caveat", &F::caveat)};
+    return std::tuple{
+        field("path", &F::path),       field("exists", &F::exists), field("mentionsRelay", &F::mentionsRelay),
+        field("problem", &F::problem), field("caveat", &F::caveat), field("fault", &F::fault)};
   }
 };
 

@@ -7,6 +7,10 @@
 namespace vigilo {
 
 std::vector<ConfigurationFinding> ConfiguredAgentAdapter::configurations() const {
+  const auto isProgram = [this](const std::string& relay) {
+    if (relay.find('/') != std::string::npos) return surroundings_.findExecutable("", relay).has_value();
+    return surroundings_.findExecutable(relay, "").has_value();
+  };
   std::vector<ConfigurationFinding> findings;
   for (const Source& source : sources()) {
     ConfigurationFinding finding{.path = surroundings_.shown(source.path)};
@@ -16,6 +20,8 @@ std::vector<ConfigurationFinding> ConfiguredAgentAdapter::configurations() const
       RelayMention mention = source.read(*text);
       finding.mentionsRelay = mention.isMentioned;
       finding.problem = std::move(mention.problem);
+      // In a file that is not read nothing is wrong.
+      if (!source.caveat) finding.fault = faultInRelayCalls(mention.calls, traits_.agent, isProgram);
       finding.caveat = mention.isMentioned && source.caveat ? source.caveat : std::move(mention.caveat);
     } else if (finding.exists) {
       finding.problem = text.error().description;

@@ -45,11 +45,11 @@ constexpr std::pair<std::string_view, Key> keys[] = {
     {"turn_id", Key::turnId},
 };
 
-template <RawValued E>
-E fromLenientName(std::string name, E unknown) {
-  std::transform(name.begin(), name.end(), name.begin(),
+std::string lowered(std::string_view name) {
+  std::string lower(name);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return fromRawValue<E>(name).value_or(unknown);
+  return lower;
 }
 
 // Fills an event from the top level of an object as the parser walks over it: no document is built, since
@@ -118,11 +118,13 @@ bool EventReader::key(std::string& name) {
 bool EventReader::string(std::string& value) {
   switch (key_) {
     case Key::agent:
-      event.agent = fromLenientName(std::move(value), AgentType::custom);
+      event.agent = agentNamed(value).value_or(AgentType::custom);
+      event.unknownAgent = agentNamed(value) ? std::nullopt : std::optional(std::move(value));
       hasAgent = true;
       break;
     case Key::state:
-      event.state = fromLenientName(std::move(value), AgentState::unknown);
+      event.state = stateNamed(value).value_or(AgentState::unknown);
+      event.unknownState = stateNamed(value) ? std::nullopt : std::optional(std::move(value));
       hasState = true;
       break;
     case Key::sessionId:
@@ -215,6 +217,14 @@ std::error_code make_error_code(HookEventError error) {
   return {static_cast<int>(error), hookEventCategory()};
 }
 
+std::optional<AgentType> agentNamed(std::string_view name) {
+  return fromRawValue<AgentType>(lowered(name));
+}
+
+std::optional<AgentState> stateNamed(std::string_view name) {
+  return fromRawValue<AgentState>(lowered(name));
+}
+
 HookEvent HookEvent::of(AgentType agent, AgentState state, Date timestamp, std::string sessionId,
                         std::optional<std::int32_t> pid) {
   HookEvent event;
@@ -248,9 +258,9 @@ std::optional<std::string> encodeHookEvent(const HookEvent& event) {
     if (value) object[key] = *value;
   };
   object["schema"] = event.schema;
-  object["agent"] = std::string(rawValue(event.agent));
+  object["agent"] = event.unknownAgent.value_or(std::string(rawValue(event.agent)));
   object["session_id"] = event.sessionId;
-  object["state"] = std::string(rawValue(event.state));
+  object["state"] = event.unknownState.value_or(std::string(rawValue(event.state)));
   object["timestamp"] = event.timestamp.unixSeconds();
   add("pid", event.pid);
   add("cwd", event.cwd);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,6 +22,15 @@ enum class HookEventError { invalidJSON = 1, payloadTooLarge, missingRequiredFie
 
 const std::error_category& hookEventCategory();
 std::error_code make_error_code(HookEventError error);
+
+// The agent and the state of that name in any case of letters; absent where there is none.
+std::optional<AgentType> agentNamed(std::string_view name);
+std::optional<AgentState> stateNamed(std::string_view name);
+// The names that a hook may use: what is told of, and said by, agents that Vigilo knows.
+inline constexpr std::array<std::string_view, 8> agentNames{"claude",      "codex",  "gemini",   "opencode",
+                                                            "antigravity", "cursor", "windsurf", "aider"};
+inline constexpr std::array<std::string_view, 5> stateNames{"idle", "working", "waiting", "completed",
+                                                            "error"};
 
 // The most that a receiver reads of one event, in bytes.
 inline constexpr std::size_t hookEventLimit = 65536;
@@ -44,6 +54,8 @@ struct HookEvent {
   std::optional<std::int64_t> reasoningTokens;
   std::optional<std::string> model;
   std::optional<std::string> turnId;  // tells a repeated report of the same turn
+  // The names as they were sent, where `agent` and `state` know none such.
+  std::optional<std::string> unknownAgent, unknownState;
 
   // An event with a session id in place of an empty one.
   static HookEvent of(AgentType agent, AgentState state, Date timestamp, std::string sessionId = {},

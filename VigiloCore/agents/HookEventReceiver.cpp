@@ -5,12 +5,15 @@
 
 #include <array>
 #include <cerrno>
+#include <set>
 #include <system_error>
 
 #include "support/AtomicFile.h"
 #include "support/HomeFolder.h"
+#include "support/NearestWord.h"
 #include "support/SocketAcceptor.h"
 #include "support/UnixSocket.h"
+#include "support/Utf8.h"
 
 namespace vigilo {
 namespace {
@@ -21,6 +24,8 @@ constexpr int backlog = 64;
 // The relay writes right after it connects.
 constexpr Duration longestSilence = 1s;
 constexpr double furthestAheadSeconds = 60;
+constexpr std::size_t mostToldNames = 32;
+constexpr std::size_t longestToldName = 60;  // bytes
 constexpr const char* acknowledgement = "{\"ok\":true}\n";
 
 void makeParentFolder(const std::string& path) {
@@ -81,6 +86,7 @@ struct HookEventReceiver::Listener {
   std::unique_ptr<SocketAcceptor> acceptor;
   bool isClosed = false;  // set on the queue: what is still in its hands is dropped
   std::optional<FileIdentity> socketFile;
+  std::set<std::string> toldNames;          // unknown agents and states that the log has told of
   std::array<char, hookEventLimit> buffer;  // only as much of it is touched as messages are long
 };
 
@@ -161,6 +167,28 @@ HookEventReceiver::Answer HookEventReceiver::handle(std::string_view bytes) cons
   return {acknowledgement, *std::move(event)};
 }
 
+// A hook with a misspelt word runs again and again, so each word is told once.
+void HookEventReceiver::tellUnknownNames(Listener& listener, const HookEvent& event) const {
+  const auto isNew = [&](const std::optional<std::string>& name) {
+    return name && listener.toldNames.size() < mostToldNames &&
+           listener.toldNames.insert(shortened(*name, longestToldName)).second;
+  };
+  if (isNew(event.unknownState)) {
+    log_.error(
+        "An event of %s says the state \"%s\", which is none: its session does not count as working.%s",
+        displayName(event.agent), shortened(*event.unknownState, longestToldName),
+        didYouMean(*event.unknownState, stateNames));
+  }
+  if (isNew(event.unknownAgent)) {
+    const std::string meant = didYouMean(*event.unknownAgent, agentNames);
+    const std::string name = shortened(*event.unknownAgent, longestToldName);
+    if (meant.empty())
+      log_.info("Events of \"%s\" count as a custom agent's", name);
+    else
+      log_.error("An event says the agent \"%s\", which counts as a custom one.%s", name, meant);
+  }
+}
+
 void HookEventReceiver::serve(Listener& listener, int fd) const {
   ssize_t count;
   do {
@@ -171,6 +199,7 @@ void HookEventReceiver::serve(Listener& listener, int fd) const {
   // A client that has gone does not want its answer.
   (void)sendOnce(fd, answer.reply);
   if (!answer.event) return;
+  tellUnknownNames(listener, *answer.event);
   if (const auto delegate = delegate_.lock()) delegate->didReceiveHookEvent(*answer.event);
 }
 

@@ -56,6 +56,7 @@ class HookEventReceiver {
   struct Listener;
 
   void serve(Listener& listener, int fd) const;
+  void tellUnknownNames(Listener& listener, const HookEvent& event) const;
 
   const Log log_{"com.vigilo.app", "hooks"};
   const std::string socketPath_;

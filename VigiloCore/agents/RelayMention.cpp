@@ -1,6 +1,7 @@
 #include "agents/RelayMention.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "support/RecordCoding.h"
 #include "support/TomlParsing.h"
@@ -25,7 +26,29 @@ bool isBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+// Adds the call that a list of words makes, or those of each of its command lines.
+void addCalls(const std::vector<std::string>& texts, std::vector<RelayCall>& calls) {
+  if (auto call = relayCallInWords(texts)) calls.push_back(*std::move(call));
+  for (const std::string& text : texts) {
+    auto more = relayCallsInCommand(text);
+    std::ranges::move(more, std::back_inserter(calls));
+  }
+}
+
 // --- JSON ---
+
+void collectCalls(const Json& node, std::vector<RelayCall>& calls) {
+  std::vector<std::string> texts;
+  if (node.is_string()) texts.push_back(node.get<std::string>());
+  if (!node.is_structured()) return addCalls(texts, calls);
+  for (const Json& each : node) {
+    if (each.is_string())
+      texts.push_back(each.get<std::string>());
+    else
+      collectCalls(each, calls);
+  }
+  addCalls(texts, calls);
+}
 
 bool hasNestedRelay(const Json& hooks) {
   if (!hooks.is_object()) return false;
@@ -40,6 +63,21 @@ bool hasNestedRelay(const Json& hooks) {
 }
 
 // --- TOML ---
+
+void collectCalls(const toml::node& node, std::vector<RelayCall>& calls) {
+  std::vector<std::string> texts;
+  const auto take = [&](const toml::node& each) {
+    if (const auto* text = each.as_string())
+      texts.push_back(text->get());
+    else
+      collectCalls(each, calls);
+  };
+  if (const auto* list = node.as_array())
+    for (const auto& each : *list) take(each);
+  if (const auto* table = node.as_table())
+    for (const auto& [key, each] : *table) take(each);
+  addCalls(texts, calls);
+}
 
 bool holdsRelay(const toml::node& node) {
   if (const auto* text = node.as_string()) return names(text->get());
@@ -65,6 +103,19 @@ std::optional<std::string> tableWithNotify(const toml::table& root) {
   return std::nullopt;
 }
 
+// --- JavaScript ---
+
+// The relay's path where a string of the line ends with its name.
+std::optional<std::string> relayInSource(std::string_view line) {
+  const auto name = line.find(relayName);
+  const auto end = name + relayName.size();
+  if (name == std::string_view::npos || end >= line.size()) return std::nullopt;
+  const auto begin = line.find(line[end]);
+  if (line[end] != '"' || begin >= name) return std::nullopt;
+  const auto text = coding::parse(line.substr(begin, end + 1 - begin));
+  return text && text->is_string() ? std::optional(text->get<std::string>()) : std::nullopt;
+}
+
 }  // namespace
 
 RelayMention relayInJsonHooks(std::string_view text, JsonComments comments) {
@@ -78,6 +129,7 @@ RelayMention relayInJsonHooks(std::string_view text, JsonComments comments) {
   if (!document->is_object() || !document->contains("hooks")) return {};
   const Json& hooks = (*document)["hooks"];
   RelayMention mention{.isMentioned = names(coding::print(hooks, {}))};
+  collectCalls(hooks, mention.calls);
   if (mention.isMentioned && !hasNestedRelay(hooks)) mention.caveat = "hooks in this form are not run";
   return mention;
 }
@@ -88,6 +140,8 @@ RelayMention relayInToml(std::string_view text) {
   const bool hasNotify = holdsRelay(*document, "notify");
   const auto* hooks = document->get_as<toml::table>("hooks");
   RelayMention mention{.isMentioned = hasNotify || holdsRelay(*document, "hooks")};
+  for (const char* key : {"notify", "hooks"})
+    if (const auto* node = document->get(key)) collectCalls(*node, mention.calls);
   if (hooks != nullptr && holdsRelay(*hooks)) {
     if (!hooks->contains("state"))
       mention.caveat =
@@ -112,6 +166,7 @@ RelayMention relayInPlugin(std::string_view text) {
     const auto begin = std::min(line.find_first_not_of(" \t"), line.size());
     if (line.substr(begin).starts_with("//")) continue;
     mention.isMentioned = mention.isMentioned || names(line);
+    if (auto relay = relayInSource(line)) mention.calls.push_back({*std::move(relay), {}, {}});
     isObject = isObject || line.find("onSessionStatus") != std::string_view::npos;
     hasEvents = hasEvents || line.find("event") != std::string_view::npos;
   }

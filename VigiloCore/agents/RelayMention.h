@@ -3,6 +3,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "agents/RelayCall.h"
 
 namespace vigilo {
 
@@ -11,12 +14,10 @@ struct RelayMention {
   bool isMentioned = false;
   std::optional<std::string> problem;  // the text is malformed: where
   std::optional<std::string> caveat;   // the relay stands where the agent's current release does not run it
+  std::vector<RelayCall> calls;        // as far as they can be read off
 
   bool operator==(const RelayMention&) const = default;
 };
-
-// The name by which the relay is found, whatever its path.
-inline constexpr std::string_view relayName = "vigilo-relay";
 
 enum class JsonComments { no, yes };
 

@@ -176,6 +176,51 @@ TEST(RelayMention, TomlCountsWhereCodexLooksAndNowhereElse) {
   EXPECT_EQ(relayInToml("a = 1\nnotify = [\n").problem.value_or("").rfind("line ", 0), 0u);
 }
 
+TEST(RelayCall, WhatIsWrongWithACommandIsReadOffItAsAShellDoes) {
+  const auto isProgram = [](const std::string& relay) { return relay == "/x y/vigilo-relay"; };
+  const std::pair<const char*, const char*> rows[] = {
+      {"'/x y/vigilo-relay' --agent claude --state working || true", ""},
+      {"/x\\ y/vigilo-relay --agent Claude --state Idle", ""},
+      {"[ -x /gone/vigilo-relay ] && \"/x y/vigilo-relay\" --state error --agent claude", ""},
+      {"\"$HOME/bin/vigilo-relay\" --agent claude --state \"$STATE\"", ""},
+      {"vigilo-relay", ""},
+      {"echo '--agent vigilo-relay", ""},
+      {"sleep 1; '/gone/it'\\''s/vigilo-relay' --agent claude",
+       "it runs /gone/it's/vigilo-relay, which is not there"},
+      {"'/x y/vigilo-relay' --agent cladue --state idle", "must say \"claude\""},
+      {"'/x y/vigilo-relay' --agent codex --state idle", "another agent's"},
+      {"\"$HOME/vigilo-relay\" --agent claude --state workng", "Did you mean \"working\"?"}};
+  for (const auto& [command, fault] : rows) {
+    const auto found = faultInRelayCalls(relayCallsInCommand(command), AgentType::claude, isProgram);
+    EXPECT_EQ(found.has_value(), *fault != 0) << command;
+    EXPECT_NE(found.value_or("").find(fault), std::string::npos) << *found;
+  }
+}
+
+TEST_F(AgentAdapters, AConfiguredRelayThatIsNotThereIsAFaultWhereTheFileIsRead) {
+  const std::string relay = folder_.path("bin/vigilo-relay");
+  const auto fault = [&](AgentType agent) {
+    for (const auto& finding : adapter(agent)->configurations())
+      if (finding.fault) return finding.path + ": " + *finding.fault;
+    return std::string();
+  };
+  const std::pair<AgentType, const char*> files[] = {
+      {AgentType::claude, ".claude/settings.json"},
+      {AgentType::codex, ".codex/config.toml"},
+      {AgentType::gemini, ".gemini/settings.json"},
+      {AgentType::opencode, ".config/opencode/plugins/vigilo.js"}};
+  for (const auto& [agent, file] : files) {
+    folder_.write(file, adapter(agent)->currentReleaseSetup(relay)->snippet);
+    EXPECT_EQ(fault(agent), "~/" + std::string(file) + ": it runs " + relay + ", which is not there");
+  }
+  folder_.write(".codex/config.toml", adapter(AgentType::codex)->manualSetupSnippet(relay));
+  EXPECT_NE(fault(AgentType::codex), "");
+  folder_.write(".claude.json",
+                adapter(AgentType::claude)->currentReleaseSetup("/gone/vigilo-relay")->snippet);
+  install("bin/vigilo-relay");
+  for (const auto& [agent, file] : files) EXPECT_EQ(fault(agent), "");
+}
+
 TEST_F(AgentAdapters, EachPluginIsToldFromTheOther) {
   for (const auto& [text, isMentioned, hasCaveat] :
        {std::tuple{adapter(AgentType::opencode)->manualSetupSnippet(std::nullopt), true, true},

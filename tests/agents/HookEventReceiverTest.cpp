@@ -84,6 +84,27 @@ TEST_F(HookEventReceiverTest, AnswersExactlyAndThenTellsTheDelegate) {
                    "error [hooks] Failed to parse hook event (8 bytes): not valid JSON (byte 2 of 8)"}));
 }
 
+TEST_F(HookEventReceiverTest, AMisspeltWordIsToldOnceWithTheNearestRightOne) {
+  receiver.start();
+  log.take();
+  for (int i = 0; i < 3; ++i) {
+    exchange(R"({"agent":"Claude","state":"workng"})");
+    exchange(R"({"agent":"cladue","state":"Working"})");
+    exchange(R"({"agent":"butler","state":"idle"})");
+  }
+  settle();
+  Lines told = log.take();
+  std::erase_if(told, [](const std::string& line) { return line.starts_with("debug"); });
+  EXPECT_EQ(
+      told,
+      (Lines{"error [hooks] An event of Claude Code says the state \"workng\", which is none: its session "
+             "does not count as working. Did you mean \"working\"?",
+             "error [hooks] An event says the agent \"cladue\", which counts as a custom one. Did you mean "
+             "\"claude\"?",
+             "info [hooks] Events of \"butler\" count as a custom agent's"}));
+  EXPECT_EQ(recorder->count(), 9U) << "and counts as far as it can be read";
+}
+
 TEST_F(HookEventReceiverTest, AnEventFromTheFutureIsTakenAsOfNow) {
   const std::pair<double, Date> cases[] = {{60, now + 60}, {61, now}, {1e300, now}, {-1e9, now - 1e9}};
   for (const auto& [ahead, expected] : cases) {

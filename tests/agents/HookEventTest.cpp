@@ -28,6 +28,8 @@ TEST(HookEvent, LenientFieldsReadAsTheirDefaults) {
   };
   HookEvent customWithPid = eventOf(AgentType::custom, unknown, "custom-42");
   customWithPid.pid = 42;
+  customWithPid.unknownAgent = "foo";
+  customWithPid.unknownState = "bar";
   HookEvent otherSchema = eventOf(AgentType::gemini, waiting, "s");
   otherSchema.schema = 7;
   const Case cases[] = {

@@ -264,6 +264,33 @@ class CommandTest(SetupTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("No configuration of Gemini CLI runs vigilo-relay", result.stderr)
 
+    def test_hooks_that_can_tell_nothing_are_told_before_and_when_they_run(self):
+        self.executable("claude", "echo 2.1.329\n")
+        file = self.home / ".claude/settings.json"
+        file.parent.mkdir()
+        right = self.variants("claude", self.relay)[1]["snippet"]
+        for wrong, told in ((right.replace("vigilo-relay", "gone/vigilo-relay"), "gone/vigilo-relay, which is not there"),
+                            (right.replace("--state idle", "--state idel"), 'Did you mean "idle"?'),
+                            (right.replace("--agent claude", "--agent cladue"), 'it must say "claude"')):
+            file.write_text(wrong)
+            self.assertIn(told, self.rows()["claude"]["nextStep"])
+            self.assertIn(told, self.vigilo("agents").stdout)
+            check = self.vigilo("setup", "claude", "--check")
+            self.assertEqual((check.returncode, check.stdout), (1, ""))
+            self.assertIn(told, check.stderr)
+        file.write_text(right)
+        # What a script says cannot be read off the configuration.
+        self.start_host()
+        for words, told in ((["--agent", "claude", "--state", "workng"], 'Did you mean "working"?'),
+                            (["--agent", "cladue", "--state", "working"], 'Did you mean "claude"?')):
+            check = harness.Program(self, [harness.BIN / "vigilo", "setup", "claude", "--check", "--wait", "2s"],
+                                    env=self.environment())
+            wait_for("it waits", lambda check=check: "give it a prompt now" in check.log())
+            subprocess.run([self.relay, *words], env=self.environment(), check=True, stdin=subprocess.DEVNULL)
+            self.assertEqual(check.wait(), 1)
+            self.assertIn("`vigilo log` tells", check.log())
+            self.assertIn(told, self.vigilo("log").stdout)
+
     def test_names_relays_and_agents_without_hooks(self):
         unknown = self.vigilo("setup", "clod")
         self.assertEqual((unknown.returncode, unknown.stdout), (64, ""))
