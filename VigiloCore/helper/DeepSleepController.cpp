@@ -156,8 +156,7 @@ void DeepSleepController::runRelease(Operation operation) {
 }
 
 void DeepSleepController::owe(std::string path, std::string lease) {
-  log_.error(
-      "A helper that may still hold sleep off does not answer: asking it again until the lease lapses");
+  log_.error("A helper does not answer the release: what it may hold ends with its lease at the latest");
   owed_.push_back({std::move(path), std::move(lease), static_cast<int>(ttlSeconds_ / retrySeconds) + 1});
   if (retryTimer_ == nullptr)
     retryTimer_ = queue_.timer(fromSeconds(retrySeconds), fromSeconds(retrySeconds), [this] { retryOwed(); });
