@@ -223,7 +223,11 @@ def connect(path=ROOT_HELPER_SOCKET, seconds=10):
     connection = socket.socket(socket.AF_UNIX)
     for option in (socket.SO_RCVTIMEO, socket.SO_SNDTIMEO):
         connection.setsockopt(socket.SOL_SOCKET, option, struct.pack("ll", seconds, 0))
-    connection.connect(path)
+    try:
+        connection.connect(path)
+    except OSError:
+        connection.close()
+        raise
     return connection
 
 
