@@ -1,9 +1,12 @@
 """A lid switch for a logind of a test's own, which closes once and at a known time."""
+import os
+import pathlib
 import subprocess
 import sys
 
 import harness
 
+UNSEEN = 77
 LID_CLOSES_AFTER = 4.0  # seconds from logind's start
 LID_DEVICE = f"""P: /devices/LNXSYSTM:00/LNXSYBUS:00/PNP0C0D:00/input/input0
 E: SUBSYSTEM=input
@@ -41,8 +44,17 @@ def run_with_lid(test, script, scenario):
     prefix = harness.own_processes()
     if prefix is None:
         test.skipTest("this user may make no name spaces here")
-    return subprocess.run(
+    code = subprocess.run(
         [*prefix, harness.SOURCE / "tools" / "with-logind", "-r", "-m", "-t", "power-switch:c13:64",
          "-d", folder / "lid.umockdev", "-i", device + str(folder / "lid.ioctl"),
          "-e", device + str(folder / "lid.events"), "--", sys.executable, "-B", script, f"Scenario.{scenario}"],
         timeout=60).returncode
+    if code == UNSEEN:
+        test.skipTest("the logind of this system does not see a played switch")
+    return code
+
+
+# In a scenario, on Debian 13 for one: no device that is played reaches its logind.
+if "VIGILO_LOGIND_LOG" in os.environ:
+    if "Watching system buttons" not in pathlib.Path(os.environ["VIGILO_LOGIND_LOG"]).read_text():
+        sys.exit(UNSEEN)
