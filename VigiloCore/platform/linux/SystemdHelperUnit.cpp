@@ -74,7 +74,12 @@ HelperInstallation findHelperInstallation() {
 }
 
 std::string rootHelperSocketOf(pid_t process) {
-  return "/proc/" + std::to_string(process) + "/root" + rootHelperSocket;
+  const fs::path socket = rootHelperSocket;
+  // An absolute link in the path, as /var/run is one, would lead back into this process's own file system.
+  std::error_code error;
+  const fs::path folder = fs::weakly_canonical(socket.parent_path(), error);
+  const fs::path folderThere = "/proc/" + std::to_string(process) + "/root" + folder.string();
+  return folderThere / socket.filename();
 }
 
 }  // namespace vigilo
