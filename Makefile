@@ -5,7 +5,7 @@
 # make install [PREFIX=/usr/local] [DESTDIR=]     installs what is built; make uninstall removes it again
 # make deb                                        builds, and leaves a Debian package in build/
 #
-# Further: make check-long (many kills, real lease lapses, sanitizers, the second compiler), make check-distros (on other
+# Further: make check-long (many kills, real lease lapses, sanitizers, fuzzing, the second compiler), make check-distros (on other
 # systems, as root), make bench, make format.
 
 BUILD ?= build
