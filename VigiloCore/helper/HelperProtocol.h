@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -66,7 +67,8 @@ struct DeepSleepStatus {
   std::optional<Date> leaseExpiresAt;
   // The setting before the current or most recent hold; the daemon always sends it.
   std::optional<bool> originalSleepDisabledState;
-  bool currentSystemSleepDisabled = false;  // the setting as read for this answer
+  bool currentSystemSleepDisabled = false;   // the setting as read for this answer
+  std::optional<std::int64_t> holderUserId;  // who acquired the lease; absent when that is not known
 
   // A lease is active and yet the system may sleep.
   bool isAskedForButNotInForce() const { return isDeepHoldActive && !currentSystemSleepDisabled; }
@@ -78,7 +80,8 @@ struct DeepSleepStatus {
                       field("activeLeaseId", &DeepSleepStatus::activeLeaseId),
                       field("leaseExpiresAt", &DeepSleepStatus::leaseExpiresAt),
                       field("originalSleepDisabledState", &DeepSleepStatus::originalSleepDisabledState),
-                      field("currentSystemSleepDisabled", &DeepSleepStatus::currentSystemSleepDisabled)};
+                      field("currentSystemSleepDisabled", &DeepSleepStatus::currentSystemSleepDisabled),
+                      field("holderUserId", &DeepSleepStatus::holderUserId)};
   }
 };
 

@@ -64,6 +64,7 @@ HelperReply HelperRequestHandler::handle(std::string_view bytes, std::optional<u
   const bool refused = command.changes && isRefusedTo(peer);
   response.ok = !refused && run(command, *request, peer);
   response.status = store_.status();
+  if (store_.isHolding() && holder_) response.status->holderUserId = *holder_;
   return {encodeRecord(response), !refused && request->command == HelperCommand::uninstall};
 }
 

@@ -50,7 +50,7 @@ TEST_F(HelperRequestHandlerTest, AnswersCarryWhatTheLeaseStoreSaysAndOmitWhatIsA
   EXPECT_EQ(handle(R"({"leaseId":"a","ttlSeconds":90,"command":"acquire","unknown":[{}]})").bytes,
             R"({"ok":true,"status":{"isHelperInstalled":true,"isDeepHoldActive":true,"activeLeaseId":"a",)"
             R"("leaseExpiresAt":1090.0,"originalSleepDisabledState":false,)"
-            R"("currentSystemSleepDisabled":true}})");
+            R"("currentSystemSleepDisabled":true,"holderUserId":1000}})");
 }
 
 TEST_F(HelperRequestHandlerTest, WhatIsLeftOutMeansAFreshIdentifierAndSixtySeconds) {
@@ -153,7 +153,8 @@ TEST_F(HelperRequestHandlerTest, RandomAndDamagedBytesNeverBreakTheHandler) {
 
 TEST_F(HelperRequestHandlerTest, AHoldBelongsToTheUserWhoAcquiredItRootAside) {
   ask(R"({"command":"acquire","leaseId":"a"})", user);
-  const auto before = store_->status();
+  auto before = store_->status();
+  before.holderUserId = user;
   power_.take();
   for (const char* command : {"acquire", "renew", "release", "uninstall"}) {
     const std::string request = std::string(R"({"command":")") + command + R"(","leaseId":"a"})";
@@ -171,6 +172,15 @@ TEST_F(HelperRequestHandlerTest, AHoldBelongsToTheUserWhoAcquiredItRootAside) {
   EXPECT_TRUE(ask(R"({"command":"release"})", root).ok);
   EXPECT_TRUE(ask(R"({"command":"acquire"})", otherUser).ok) << "free again";
   EXPECT_FALSE(ask(R"({"command":"renew"})", user).ok);
+}
+
+TEST_F(HelperRequestHandlerTest, TheStatusNamesTheHolderForAsLongAsThereIsOne) {
+  const auto holder = [this] { return ask(R"({"command":"status"})", otherUser).status->holderUserId; };
+  EXPECT_EQ(holder(), std::nullopt);
+  ask(R"({"command":"acquire"})", user);
+  EXPECT_EQ(holder(), user);
+  ask(R"({"command":"release"})", user);
+  EXPECT_EQ(holder(), std::nullopt);
 }
 
 TEST_F(HelperRequestHandlerTest, AHoldThatRootTookOverIsRoots) {
