@@ -5,6 +5,7 @@
 
 #include "VigiloApp/commands/Failure.h"
 #include "VigiloApp/commands/HelperReport.h"
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/control/ControlClient.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "helper/HelperTransport.h"
@@ -14,12 +15,14 @@
 namespace vigilo {
 namespace {
 
-// Only the host knows since when it holds: the helper knows its lease.
-std::optional<Date> holdingSince(const Directories& directories) {
+// Only the host knows whether the hold is its own, and since when: the helper knows its lease.
+void addHost(HelperReport& report, const Directories& directories) {
   const auto host = ControlClient(directories.controlSocket()).request({.command = ControlCommand::status});
-  if (!host || !host->status) return std::nullopt;
-  const auto* hold = host->status->currentDecision.hold();
-  return hold != nullptr && hold->requiresDeepHold ? host->status->protectionStartedAt : std::nullopt;
+  if (!host || !host->status) return;
+  const auto& known = host->status->helperStatus;
+  report.isOwnHold = inForceOf(*host->status).deep == DeepHold::held && known &&
+                     known->activeLeaseId == report.status->activeLeaseId;
+  if (report.isOwnHold) report.holdingSince = host->status->protectionStartedAt;
 }
 
 std::optional<pid_t> runningHost(const Directories& directories) {
@@ -56,7 +59,7 @@ HelperReport reportOn(const Directories& directories) {
     report.status = answer->response.status;
   }
   report.isInstalled = report.isRunning || report.unitFile || report.program;
-  if (report.status && report.status->isDeepHoldActive) report.holdingSince = holdingSince(directories);
+  if (report.status && report.status->isDeepHoldActive) addHost(report, directories);
   report.advice = helperAdvice(report);
   return report;
 }

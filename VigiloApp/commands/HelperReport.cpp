@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/TextTable.h"
 #include "support/RecordCoding.h"
@@ -33,13 +34,14 @@ std::string headline(const HelperReport& report) {
 std::string holdRows(const HelperReport& report, Date now) {
   const DeepSleepStatus& status = *report.status;
   std::string text;
-  if (status.isDeepHoldActive && report.holdingSince) {
-    text += row("since", localTime(*report.holdingSince) + " (" +
+  if (report.isOwnHold && report.holdingSince) {
+    text += row("since", localMoment(*report.holdingSince, now) + " (" +
                              durationText(std::max(0.0, now - *report.holdingSince)) +
-                             "), for the host of "
-                             "this user");
+                             "), for the host of this user");
+  } else if (status.isDeepHoldActive) {
+    text += row("for", holderText(status) + "; no host of yours renews it");
   }
-  if (status.leaseExpiresAt) text += row("lease until", localTime(*status.leaseExpiresAt));
+  if (status.leaseExpiresAt) text += row("lease until", localMoment(*status.leaseExpiresAt, now));
   if (!status.isDeepHoldActive && status.currentSystemSleepDisabled)
     text += row("sleep", "is off all the same, but not by the helper");
   return text;

@@ -21,7 +21,8 @@ struct HelperReport {
   bool isUnitEnabled = false;           // it starts with the machine
   std::optional<std::string> program;
   std::optional<DeepSleepStatus> status;  // absent when it does not answer
-  std::optional<Date> holdingSince;       // as the running host of this user knows it
+  bool isOwnHold = false;                 // the hold is that of the running host of this user
+  std::optional<Date> holdingSince;       // as that host knows it
   std::optional<std::string> advice;      // what to do; absent when all is well
 
   static constexpr auto fields() {
@@ -35,6 +36,7 @@ struct HelperReport {
                       field("isUnitEnabled", &R::isUnitEnabled),
                       field("program", &R::program),
                       field("status", &R::status),
+                      field("isOwnHold", &R::isOwnHold),
                       field("holdingSince", &R::holdingSince),
                       field("advice", &R::advice)};
   }

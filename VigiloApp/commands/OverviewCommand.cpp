@@ -27,7 +27,7 @@ std::string overview(const std::optional<ControlResponse>& response) {
     return "No host runs, so nothing is held. Start one with `vigilo run`, or at every login with `vigilo "
            "login on`.\n";
   }
-  if (response->status) return statusSummary(*response->status);
+  if (response->status) return statusSummary(*response->status, Date::now());
   return response->message.value_or("The running host sent no status.") + "\n";
 }
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/SessionCounts.h"
 #include "VigiloApp/commands/TextTable.h"
@@ -27,10 +28,6 @@ std::string agents(int count) {
   return std::to_string(count) + (count == 1 ? " agent" : " agents");
 }
 
-std::string holdText(const WakeDecision::Hold& hold) {
-  return hold.reason + (hold.activeAgentCount > 0 ? " (" + agents(hold.activeAgentCount) + ")" : "");
-}
-
 std::string row(const char* name, const std::string& text) {
   std::string line = "  ";
   line += name;
@@ -45,13 +42,27 @@ std::string number(double value) {
   return text;
 }
 
-std::string headline(const StatusReport& report) {
+// How the hold stands, up to its reason.
+std::string holdWords(const HoldInForce& force) {
+  switch (force.state) {
+    case HoldState::notYet:
+      return "Vigilo is about to hold this machine awake: ";
+    case HoldState::partlyHeld:
+      return "Vigilo holds this machine awake, but " + missingText(force) + ". It holds for: ";
+    case HoldState::notHeld:
+      return "Vigilo cannot hold this machine awake: " + missingText(force) + ". It should, for: ";
+    default:
+      return "Vigilo holds this machine awake: ";
+  }
+}
+
+std::string headline(const StatusReport& report, Date now) {
   const WakeDecision& decision = report.currentDecision;
   if (const auto* hold = decision.hold()) {
-    std::string text = "Vigilo holds this machine awake: " + hold->reason;
+    std::string text = holdWords(inForceOf(report)) + hold->reason;
     if (hold->activeAgentCount > 0) text += " (" + agents(hold->activeAgentCount) + ")";
     if (report.protectionStartedAt) {
-      text += ", since " + localTime(*report.protectionStartedAt) + " (" +
+      text += ", since " + localMoment(*report.protectionStartedAt, now) + " (" +
               durationText(report.elapsedProtectionSeconds) + ")";
     }
     return text + ".\n";
@@ -62,56 +73,51 @@ std::string headline(const StatusReport& report) {
   return "Vigilo holds nothing: " + decision.release()->reason + ".\n";
 }
 
-std::string deepHoldText(const StatusReport& report) {
-  const auto* hold = report.currentDecision.hold();
-  const auto& helper = report.helperStatus;
-  if (hold == nullptr || !hold->requiresDeepHold) {
-    return helper && helper->currentSystemSleepDisabled ? "sleep is off, but not by this host" : "not held";
+std::string endOfBlock(const StatusReport& report, SafetyBlock block, Date now) {
+  const auto& settings = report.settings;
+  switch (block) {
+    case SafetyBlock::masterDisabled:
+      return "`vigilo enable` turns protection on";
+    case SafetyBlock::paused:
+      return report.pauseUntil ? "the pause ends at " + localMoment(*report.pauseUntil, now) +
+                                     "; `vigilo resume` ends it now"
+                               : "`vigilo resume` ends the pause";
+    case SafetyBlock::batteryBelowFloor:
+      return "protection returns on AC, or at " +
+             std::to_string(settings.batteryFloorPercent + PolicyConfiguration{}.batteryHysteresisPercent) +
+             " % charge";
+    case SafetyBlock::acDisconnected:
+      return "protection returns on AC (setting onlyOnAC)";
+    case SafetyBlock::thermalCritical:
+      return "protection returns when the machine has cooled down";
+    case SafetyBlock::manualSleepRequested:
+      break;
   }
-  if (!helper) return "asked for; the helper has not answered yet";
-  if (const auto problem = deepHoldProblem(report.currentDecision, helper)) return *problem;
-  std::string text = "held by the helper, also with the lid closed";
-  if (helper->leaseExpiresAt)
-    text += "; renewed while needed, lease until " + localTime(*helper->leaseExpiresAt);
-  return text;
+  return "protection returns after the sleep";
 }
 
-std::string endText(const StatusReport& report) {
+// Everything that would end the hold.
+std::string endOfHold(const StatusReport& report, const WakeDecision::Hold& hold) {
   const auto& settings = report.settings;
-  if (const auto* blocked = report.currentDecision.blocked()) {
-    switch (blocked->block) {
-      case SafetyBlock::masterDisabled:
-        return "`vigilo enable` turns protection on";
-      case SafetyBlock::paused:
-        return report.pauseUntil
-                   ? "the pause ends at " + localTime(*report.pauseUntil) + "; `vigilo resume` ends it now"
-                   : "`vigilo resume` ends the pause";
-      case SafetyBlock::batteryBelowFloor:
-        return "protection returns on AC, or at " +
-               std::to_string(settings.batteryFloorPercent + PolicyConfiguration{}.batteryHysteresisPercent) +
-               " % charge";
-      case SafetyBlock::acDisconnected:
-        return "protection returns on AC (setting onlyOnAC)";
-      case SafetyBlock::thermalCritical:
-        return "protection returns when the machine has cooled down";
-      case SafetyBlock::manualSleepRequested:
-        return "protection returns after the sleep";
-    }
-  }
-  const auto* hold = report.currentDecision.hold();
-  if (hold == nullptr) return "an agent that starts to work, or `vigilo hold on`, takes a hold";
   std::string text;
   if (settings.manualHoldEnabled)
-    text = "`vigilo hold off`";
-  else if (isDebounce(*hold))
-    text = "the release delay, unless an agent works again before";
+    text = hold.activeAgentCount > 0 ? "`vigilo hold off`, once no agent works" : "`vigilo hold off`";
+  else if (const auto seconds = debounceSeconds(hold))
+    text = "in " + durationText(*seconds) + ", unless an agent works again before";
   else
-    text = number(settings.releaseDelaySeconds) + " s after the last agent stops";
-  if (!report.powerSource.isOnAC) {
-    text += settings.onlyOnAC ? "; or at once"
-                              : "; or at " + std::to_string(settings.batteryFloorPercent) + " % battery";
-  }
-  return text + "; `vigilo pause` or `disable` at any time";
+    text = number(settings.releaseDelaySeconds) + " s after the last agent stops, or has been silent for " +
+           durationText(PolicyConfiguration{}.staleSessionTTLSeconds);
+  if (settings.onlyOnAC)
+    text += "; without AC";
+  else if (report.powerSource.batteryPercent || !report.powerSource.isOnAC)
+    text += "; on battery at " + std::to_string(settings.batteryFloorPercent) + " %";
+  return text + "; when critically hot; `vigilo pause` or `disable`";
+}
+
+std::string endText(const StatusReport& report, Date now) {
+  if (const auto* blocked = report.currentDecision.blocked()) return endOfBlock(report, blocked->block, now);
+  if (const auto* hold = report.currentDecision.hold()) return endOfHold(report, *hold);
+  return "an agent that starts to work, or `vigilo hold on`, takes a hold";
 }
 
 std::string sessionLine(const AgentSession& session, Date now) {
@@ -176,10 +182,10 @@ std::string shortcutText(const ShortcutReport& shortcut) {
 }
 
 std::string statusText(const StatusReport& report, Date now) {
-  std::string text = headline(report);
-  text += row("idle sleep", report.idleAssertionActive ? "held off" : "not held");
-  text += row("deep sleep", deepHoldText(report));
-  text += row(report.currentDecision.isHolding() ? "ends" : "next", endText(report));
+  std::string text = headline(report, now);
+  text += row("idle sleep", idleHoldText(inForceOf(report)));
+  text += row("deep sleep", deepHoldText(report, now));
+  text += row(report.currentDecision.isHolding() ? "ends" : "next", endText(report, now));
   text += row("power", powerText(report.powerSource));
   text += row("lid", report.isLidClosed ? "closed" : "open");
   text += row("thermal", std::string(rawValue(report.thermalState)));
@@ -189,34 +195,9 @@ std::string statusText(const StatusReport& report, Date now) {
   return text + sessionsText(report, now);
 }
 
-std::string statusSummary(const StatusReport& report) {
-  std::string text = headline(report);
-  if (const auto problem = deepHoldProblem(report.currentDecision, report.helperStatus))
-    text += row("deep sleep", *problem);
-  return text + row(report.currentDecision.isHolding() ? "ends" : "next", endText(report));
-}
-
-std::string decisionLine(const WakeDecision& decision) {
-  const auto* hold = decision.hold();
-  if (hold == nullptr || !hold->requiresDeepHold) return briefDecisionLine(decision);
-  return "holding, also with the lid closed: " + holdText(*hold);
-}
-
-std::string briefDecisionLine(const WakeDecision& decision) {
-  if (const auto* hold = decision.hold()) return "holding: " + holdText(*hold);
-  if (const auto* blocked = decision.blocked())
-    return "sleep allowed on purpose: " + std::string(rawValue(blocked->block));
-  return "sleep allowed: " + decision.release()->reason;
-}
-
-std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
-                                           const std::optional<DeepSleepStatus>& helper) {
-  const auto* hold = decision.hold();
-  if (hold == nullptr || !hold->requiresDeepHold || !helper) return std::nullopt;
-  if (!helper->isHelperInstalled) return "not held: no helper runs, so a closed lid suspends";
-  if (helper->isAskedForButNotInForce()) return "asked for, not in force: a closed lid suspends";
-  if (!helper->isDeepHoldActive) return "not held: the helper gave no lease, so a closed lid suspends";
-  return std::nullopt;
+std::string statusSummary(const StatusReport& report, Date now) {
+  return headline(report, now) +
+         row(report.currentDecision.isHolding() ? "ends" : "next", endText(report, now));
 }
 
 std::optional<double> debounceSeconds(const WakeDecision::Hold& hold) {

@@ -13,24 +13,13 @@ namespace vigilo {
 std::string statusText(const StatusReport& report, Date now);
 
 // The same in a few lines: what is held and why, and what is not as it should be. Ends in a line feed.
-std::string statusSummary(const StatusReport& report);
+std::string statusSummary(const StatusReport& report, Date now);
 
 // "on battery, 57 %, 2 h 10 min left".
 std::string powerText(const PowerSourceSnapshot& power);
 
 // "Alt+Super+L, through the X server", "not available: no X server runs on display :0".
 std::string shortcutText(const ShortcutReport& shortcut);
-
-// One line about a decision: "holding, also with the lid closed: Claude Code working (1 agent)".
-std::string decisionLine(const WakeDecision& decision);
-
-// The same in few words, without what the lid may do: "holding: Claude Code working (1 agent)".
-std::string briefDecisionLine(const WakeDecision& decision);
-
-// Why the deep hold that the decision asks for is not there; absent when it is, or is not asked for, or when
-// that is not known yet.
-std::optional<std::string> deepHoldProblem(const WakeDecision& decision,
-                                           const std::optional<DeepSleepStatus>& helper);
 
 // How long a hold goes on after the last agent has stopped, as it was when the decision was made; absent for
 // a hold of another reason.

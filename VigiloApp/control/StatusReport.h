@@ -9,6 +9,7 @@
 
 #include "agents/AgentModel.h"
 #include "app/AgentFamilyPresentation.h"
+#include "app/HoldInForce.h"
 #include "app/VigiloVisualState.h"
 #include "helper/HelperProtocol.h"
 #include "platform/PowerSource.h"
@@ -20,7 +21,8 @@
 
 namespace vigilo {
 
-// The settings as they read now, for the status.
+// The settings as they are in force, for the status: what the file says out of range counts as the nearest
+// value.
 struct SettingsReport {
   bool masterEnabled = true;
   bool manualHoldEnabled = false;
@@ -77,6 +79,7 @@ struct StatusReport {
   VigiloVisualState dominantVisualState{};
   std::optional<DeepSleepStatus> helperStatus;  // absent when unknown
   bool idleAssertionActive = false;
+  std::optional<HoldInForce> inForce;  // absent from a host of an earlier version
   PowerSourceSnapshot powerSource;
   SystemThermalState thermalState{};
   bool isLidClosed = false;
@@ -106,6 +109,7 @@ struct StatusReport {
                       field("dominantVisualState", &S::dominantVisualState),
                       field("helperStatus", &S::helperStatus),
                       field("idleAssertionActive", &S::idleAssertionActive),
+                      field("inForce", &S::inForce),
                       field("powerSource", &S::powerSource),
                       field("thermalState", &S::thermalState),
                       field("isLidClosed", &S::isLidClosed),

@@ -124,7 +124,6 @@ class Host {
   std::optional<StatusReport> lastPublished_;
   SettingsNews settingsNews_;
   Date lastLook_;
-  bool wasHolding_ = false;
   bool stopping_ = false;
 };
 
@@ -180,6 +179,7 @@ Host::Host(const Directories& directories, RecentLog& recentLog, EndWatch& endWa
                                          .diagnosticsQueue = diagnosticsQueue_.get()});
   status_ = std::make_unique<StatusSource>(StatusSource::Parts{.mainQueue = *main_,
                                                                .assertionsQueue = *assertions_,
+                                                               .deepSleepQueue = *deepSleep_,
                                                                .clock = Date::now,
                                                                .settings = settings_,
                                                                .coordinator = coordinator_,
@@ -203,7 +203,7 @@ Host::Host(const Directories& directories, RecentLog& recentLog, EndWatch& endWa
 
 int Host::run() {
   main_->onSignal({SIGINT, SIGTERM, SIGHUP}, [this](int) { shutDown(); });
-  terminal_.onNews = [this](const std::string& news) {
+  terminal_.onDecision = [this](const std::string& news) {
     recentLog_.add(Date::now(), RecentLog::decision, news);
   };
   coordinator_->onEvaluated = [this] { show(); };
@@ -294,15 +294,10 @@ void Host::show() {
     defaults_->checkForChanges();
   }
   const WakeDecision& decision = coordinator_->currentDecision.get();
-  if (decision.isHolding() != wasHolding_) {
-    // What the helper said before says nothing about the hold that has begun or ended.
-    coordinator_->helperStatus.set(std::nullopt);
-    status_->refresh();
-  }
-  wasHolding_ = decision.isHolding();
+  status_->evaluated();
   for (const auto& news : sessionNews_.since(coordinator_->activeSessionsList.get()))
     recentLog_.add(Date::now(), "session", news);
-  terminal_.show(decision, coordinator_->helperStatus.get(), Date::now());
+  terminal_.show(decision, status_->inForce(), Date::now());
   settingsNews_.tell(settings_.problems());
   publishToFollowers();
 }

@@ -24,6 +24,7 @@ void StatusSource::fresh(std::function<void(StatusReport)> done) {
 }
 
 void StatusSource::serveWaiters() {
+  assertions_.isAnswered = helper_.isAnswered = false;
   const auto waiters = std::exchange(waiters_, {});
   if (waiters.empty()) return;
   const StatusReport report = current();
@@ -31,36 +32,82 @@ void StatusSource::serveWaiters() {
 }
 
 void StatusSource::refresh() {
-  if (std::exchange(refreshing_, true)) {
-    again_ = true;
-    return;
-  }
+  askAssertions();
+  askHelper();
+}
+
+void StatusSource::evaluated() {
+  std::optional<bool> isDeepWanted;
+  if (const auto* hold = parts_.coordinator->currentDecision.get().hold())
+    isDeepWanted = hold->requiresDeepHold;
+  if (std::exchange(isDeepWanted_, isDeepWanted) == isDeepWanted && !hasLeaseEnded()) return;
+  ++changes_;
+  changedAt_ = parts_.clock();
+  isIdleKnown_ = false;
+  parts_.coordinator->helperStatus.set(std::nullopt);
+  refresh();
+}
+
+bool StatusSource::mayAsk(Question& question) {
+  if (question.isOpen) question.again = true;
+  return !std::exchange(question.isOpen, true);
+}
+
+void StatusSource::askAssertions() {
+  if (!mayAsk(assertions_)) return;
   parts_.assertionsQueue.async([self = self_, &main = parts_.mainQueue, idle = parts_.idleAssertionController,
-                                lid = parts_.lidMonitor] {
+                                lid = parts_.lidMonitor, changes = changes_] {
     const Facts facts{idle->isActive(), lid->queryClamshellState()};
-    main.async([self, facts] {
+    main.async([self, facts, changes] {
       if (*self == nullptr) return;
-      (*self)->newFacts_ = facts;
-      (*self)->answered();
-    });
-  });
-  parts_.deepSleepController->status([self = self_, &main = parts_.mainQueue](const DeepSleepStatus& helper) {
-    main.async([self, helper] {
-      if (*self == nullptr) return;
-      (*self)->newHelperStatus_ = helper;
-      (*self)->answered();
+      StatusSource& source = **self;
+      source.facts_ = facts;
+      const bool isOfNow = changes == source.changes_;
+      source.isIdleKnown_ |= isOfNow;
+      source.answered(source.assertions_, isOfNow);
     });
   });
 }
 
-void StatusSource::answered() {
-  if (!newFacts_ || !newHelperStatus_) return;
-  facts_ = *std::exchange(newFacts_, std::nullopt);
-  parts_.coordinator->helperStatus.set(std::exchange(newHelperStatus_, std::nullopt));
-  refreshing_ = false;
-  if (std::exchange(again_, false)) refresh();
-  serveWaiters();
+// By way of the queue on which the lease is asked for: a request that waits there comes first.
+void StatusSource::askHelper() {
+  if (!mayAsk(helper_)) return;
+  parts_.deepSleepQueue.async(
+      [self = self_, &main = parts_.mainQueue, deep = parts_.deepSleepController, changes = changes_] {
+        deep->status([self, &main, changes](const DeepSleepStatus& helper) {
+          main.async([self, changes, helper] {
+            if (*self == nullptr) return;
+            StatusSource& source = **self;
+            const bool isOfNow = changes == source.changes_;
+            source.heardOfHelperAt_ = source.parts_.clock();
+            if (isOfNow) source.parts_.coordinator->helperStatus.set(helper);
+            source.answered(source.helper_, isOfNow);
+          });
+        });
+      });
+}
+
+// An answer from before a change is no answer; the question that waits brings one.
+void StatusSource::answered(Question& question, bool isOfNow) {
+  question.isOpen = false;
+  question.isAnswered |= isOfNow;
+  if (std::exchange(question.again, false)) &question == &helper_ ? askHelper() : askAssertions();
+  if (assertions_.isAnswered && helper_.isAnswered) serveWaiters();
   if (onRefreshed) onRefreshed();
+}
+
+bool StatusSource::hasLeaseEnded() const {
+  const auto& helper = parts_.coordinator->helperStatus.get();
+  if (!helper || !helper->leaseExpiresAt) return false;
+  return heardOfHelperAt_ < *helper->leaseExpiresAt && *helper->leaseExpiresAt <= parts_.clock();
+}
+
+HoldInForce StatusSource::inForce() const {
+  HoldFacts facts{.helper = parts_.coordinator->helperStatus.get(),
+                  .ownLeaseId = parts_.deepSleepController->leaseId(),
+                  .askedAt = changedAt_};
+  if (isIdleKnown_) facts.isIdleHeld = facts_.idleAssertionActive;
+  return holdInForce(parts_.coordinator->currentDecision.get(), facts, parts_.clock());
 }
 
 StatusReport StatusSource::current() const {
@@ -76,6 +123,7 @@ StatusReport StatusSource::current() const {
   report.helperStatus = coordinator.helperStatus.get();
   if (isOutdated(report.helperStatus, parts_.clock())) report.helperStatus.reset();
   report.idleAssertionActive = facts_.idleAssertionActive;
+  report.inForce = inForce();
   report.powerSource = parts_.batteryMonitor->currentSnapshot();
   report.thermalState = parts_.thermalMonitor->currentThermalState();
   report.isLidClosed = facts_.isLidClosed;
@@ -86,12 +134,13 @@ StatusReport StatusSource::current() const {
   report.lowBudgetAlerts = parts_.usage->lowBudgetAlerts.get();
   const KeyMonitorState& shortcut = parts_.shortcutController->state();
   report.shortcut = {shortcut.isRegistered, shortcut.description};
-  report.settings = {.masterEnabled = settings.masterEnabled(),
-                     .manualHoldEnabled = settings.manualHoldEnabled(),
-                     .releaseDelaySeconds = settings.releaseDelaySeconds(),
-                     .batteryFloorPercent = settings.batteryFloorPercent(),
-                     .onlyOnAC = settings.onlyOnAC(),
-                     .deepLidProtectionEnabled = settings.deepLidProtectionEnabled(),
+  const PolicyConfiguration inUse = settings.policyConfig();
+  report.settings = {.masterEnabled = inUse.masterEnabled,
+                     .manualHoldEnabled = inUse.manualHoldEnabled,
+                     .releaseDelaySeconds = inUse.releaseDebounceSeconds,
+                     .batteryFloorPercent = inUse.batteryFloorPercent,
+                     .onlyOnAC = inUse.onlyOnAC,
+                     .deepLidProtectionEnabled = inUse.deepLidProtectionEnabled,
                      .preventDisplaySleep = settings.preventDisplaySleep(),
                      .launchAtLogin = settings.launchAtLogin(),
                      .notificationsEnabled = settings.notificationsEnabled(),

@@ -1,7 +1,9 @@
 #include "VigiloApp/host/TerminalReport.h"
 
 #include <cstdio>
+#include <utility>
 
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/StatusText.h"
 
@@ -13,24 +15,19 @@ void TerminalReport::introduce(const std::string& lines) {
   std::fflush(stdout);
 }
 
-void TerminalReport::show(const WakeDecision& decision, const std::optional<DeepSleepStatus>& helper,
-                          Date now) {
-  if (!introduced_) return;
-  if (!shown_ || isNews(*shown_, decision)) line(now, decisionLine(decision), briefDecisionLine(decision));
-  shown_ = decision;
-  const auto problem = deepHoldProblem(decision, helper);
-  if (problem != problem_) {
-    if (problem)
-      line(now, "  the deep hold is " + *problem, "the deep hold is " + *problem);
-    else if (decision.isHolding())
-      line(now, "  the deep hold is in force", "the deep hold is in force");
-  }
-  problem_ = problem;
-}
-
-void TerminalReport::line(Date now, const std::string& text, const std::string& inFewWords) {
-  if (onNews) onNews(inFewWords);
-  std::printf("%s %s\n", localTime(now).c_str(), text.c_str());
+void TerminalReport::show(const WakeDecision& decision, const HoldInForce& force, Date now) {
+  if (!introduced_ || force.state == HoldState::notYet) return;
+  const bool isNewForce =
+      !shown_ || (decision.isHolding() ? shown_->force != force : shown_->decision != decision);
+  if (!isNewForce && !isNews(shown_->decision, decision)) return;
+  shown_ = Shown{decision, force};
+  std::string line = holdLine(decision, force);
+  if (const auto* hold = decision.hold(); hold != nullptr && !debounceSeconds(*hold))
+    lastReason_ = hold->reason;
+  else if (hold == nullptr && !lastReason_.empty())
+    line += " (before: " + std::exchange(lastReason_, {}) + ")";
+  if (isNewForce && onDecision) onDecision(line);
+  std::printf("%s %s\n", localTime(now).c_str(), line.c_str());
   std::fflush(stdout);
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/commands/LocalTime.h"
 #include "VigiloApp/commands/StatusText.h"
 #include "VigiloApp/top/BigWord.h"
@@ -31,15 +32,6 @@ std::string agentCount(int count) {
   return std::to_string(count) + (count == 1 ? " agent" : " agents");
 }
 
-// Why a closed lid would suspend although the decision asks for more; empty when it would not, or when that
-// is not known yet.
-std::string lidProblem(const StatusReport& report) {
-  if (!deepHoldProblem(report.currentDecision, report.helperStatus)) return {};
-  if (!report.helperStatus->isHelperInstalled) return "a closed lid suspends: no helper runs";
-  if (report.helperStatus->isAskedForButNotInForce()) return "a closed lid suspends: asked for, not in force";
-  return "a closed lid suspends: the helper gave no lease";
-}
-
 std::string endOfHold(const TopModel& model, const WakeDecision::Hold& hold) {
   const StatusReport& report = *model.report;
   std::string text;
@@ -49,8 +41,8 @@ std::string endOfHold(const TopModel& model, const WakeDecision::Hold& hold) {
     text = "unless an agent works again before";
   else
     text = "until " + durationText(report.settings.releaseDelaySeconds) + " after the last agent";
+  if (report.settings.onlyOnAC) return text + ", or without AC";
   if (report.powerSource.isOnAC) return text;
-  if (report.settings.onlyOnAC) return text + ", or at once";
   return text + ", or " + std::to_string(report.settings.batteryFloorPercent) + " % battery";
 }
 
@@ -60,6 +52,23 @@ std::string holdReason(const TopModel& model, const WakeDecision::Hold& hold) {
     return "All agents have stopped; sleep in " + durationText(std::ceil(left));
   }
   return hold.reason;
+}
+
+// Says what is missing of a hold.
+void qualify(Headline& headline, const HoldInForce& force) {
+  if (force.state == HoldState::notYet) {
+    headline.word = "ASKING";
+    headline.style = Style::strong;
+  } else if (force.state == HoldState::partlyHeld) {
+    headline.style = Style::warnStrong;
+    headline.next = missingText(force);
+    headline.nextStyle = Style::warn;
+  } else if (force.state == HoldState::notHeld) {
+    headline.word = "NOT HELD";
+    headline.style = Style::badStrong;
+    headline.next = missingText(force);
+    headline.nextStyle = Style::bad;
+  }
 }
 
 Headline ofHold(const TopModel& model, const WakeDecision::Hold& hold) {
@@ -72,11 +81,7 @@ Headline ofHold(const TopModel& model, const WakeDecision::Hold& hold) {
   if (hold.activeAgentCount > 0)
     headline.time += (headline.time.empty() ? "" : ", ") + agentCount(hold.activeAgentCount);
   headline.next = endOfHold(model, hold);
-  if (const std::string problem = lidProblem(report); !problem.empty()) {
-    headline.style = Style::warnStrong;
-    headline.next = problem;
-    headline.nextStyle = Style::warn;
-  }
+  qualify(headline, inForceOf(report));
   return headline;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "VigiloApp/commands/DurationText.h"
+#include "VigiloApp/commands/HoldText.h"
 #include "VigiloApp/top/TopParts.h"
 
 namespace vigilo {
@@ -15,25 +16,52 @@ struct Fact {
   Line value;
 };
 
-Line idleSleep(const StatusReport& report) {
-  if (report.idleAssertionActive) return Line("held off", Style::good);
-  return report.currentDecision.isHolding() ? Line("not held yet", Style::warn)
-                                            : Line("not held", Style::dim);
+Line idleSleep(IdleHold idle) {
+  switch (idle) {
+    case IdleHold::held:
+      return Line("held off", Style::good);
+    case IdleHold::refused:
+      return Line("refused", Style::bad);
+    case IdleHold::noAnswer:
+      return Line("no answer", Style::bad);
+    case IdleHold::notYet:
+      return Line("asked for", Style::dim);
+    case IdleHold::notAskedFor:
+      break;
+  }
+  return Line("not held", Style::dim);
+}
+
+// Nobody asks for it, or it is not known.
+Line deepSleepUnasked(const std::optional<DeepSleepStatus>& helper) {
+  if (!helper) return Line("not held", Style::dim);
+  if (helper->isDeepHoldActive) return Line("not by this host", Style::dim);
+  if (helper->currentSystemSleepDisabled) return Line("off, not by Vigilo", Style::warn);
+  return Line(helper->isHelperInstalled ? "not held, helper ok" : "not held, no helper", Style::dim);
 }
 
 Line deepSleep(const StatusReport& report) {
-  const auto* hold = report.currentDecision.hold();
-  const auto& helper = report.helperStatus;
-  if (hold != nullptr && hold->requiresDeepHold) {
-    if (!helper) return Line("asked for", Style::dim);
-    if (!helper->isHelperInstalled) return Line("not held, no helper", Style::warn);
-    if (helper->isAskedForButNotInForce()) return Line("asked, not in force", Style::bad);
-    if (!helper->isDeepHoldActive) return Line("no lease given", Style::warn);
-    return Line("held off by helper", Style::good);
+  switch (inForceOf(report).deep) {
+    case DeepHold::held:
+      return Line("held off by helper", Style::good);
+    case DeepHold::noHelper:
+      return Line("not held, no helper", Style::warn);
+    case DeepHold::noAnswer:
+      return Line("no answer", Style::warn);
+    case DeepHold::noLease:
+      return Line("no lease given", Style::warn);
+    case DeepHold::notInForce:
+      return Line("asked, not in force", Style::bad);
+    case DeepHold::lapsed:
+      return Line("lease has lapsed", Style::bad);
+    case DeepHold::anothers:
+      return Line("not by this host", Style::warn);
+    case DeepHold::notYet:
+      return Line("asked for", Style::dim);
+    case DeepHold::notAskedFor:
+      break;
   }
-  if (!helper) return Line("not held", Style::dim);
-  if (helper->currentSystemSleepDisabled) return Line("off, not by Vigilo", Style::warn);
-  return Line(helper->isHelperInstalled ? "not held, helper ok" : "not held, no helper", Style::dim);
+  return deepSleepUnasked(report.helperStatus);
 }
 
 Line battery(const StatusReport& report, const Glyphs& glyphs) {
@@ -71,9 +99,12 @@ std::vector<Fact> factsOf(const TopModel& model, const Glyphs& glyphs) {
     return facts;
   }
   const StatusReport& report = *model.report;
-  const Line values[] = {idleSleep(report), battery(report, glyphs),
-                         thermal(report),   deepSleep(report),
-                         power(report),     Line(report.isLidClosed ? "closed" : "open")};
+  const Line values[] = {idleSleep(inForceOf(report).idle),
+                         battery(report, glyphs),
+                         thermal(report),
+                         deepSleep(report),
+                         power(report),
+                         Line(report.isLidClosed ? "closed" : "open")};
   for (std::size_t i = 0; i < std::size(labels); ++i) facts.push_back({labels[i], values[i]});
   return facts;
 }

@@ -70,7 +70,8 @@ std::vector<Line> helpLines(const TopView& view, int height) {
                                  {"q", "quit; the host goes on"},
                                  {"", ""},
                                  {"AWAKE", "held: the machine does not fall asleep"},
-                                 {"", "yellow: held, but a closed lid would suspend"},
+                                 {"", "yellow: held in part; the line says what is missing"},
+                                 {"NOT HELD", "it should be held, and cannot be"},
                                  {"SLEEP OK", "nothing is held"},
                                  {"PAUSED, OFF, ...", "sleep is allowed on purpose; the line says why"}};
   std::vector<Line> lines{ruleLine("Help", Line("any key closes", Style::dim), view.width, view.glyphs)};

@@ -27,7 +27,12 @@ DeepSleepController::~DeepSleepController() {
 
 bool DeepSleepController::isDeepHoldActive() const {
   const LockGuard guard(mutex_);
-  return hasLease_;
+  return sharedLeaseId_.has_value();
+}
+
+std::optional<std::string> DeepSleepController::leaseId() const {
+  const LockGuard guard(mutex_);
+  return sharedLeaseId_;
 }
 
 void DeepSleepController::status(std::function<void(DeepSleepStatus)> done) {
@@ -226,7 +231,7 @@ void DeepSleepController::exchange(std::string path, std::string request, bool m
 void DeepSleepController::setLease(std::optional<std::string> lease) {
   currentLeaseId_ = std::move(lease);
   const LockGuard guard(mutex_);
-  hasLease_ = currentLeaseId_.has_value();
+  sharedLeaseId_ = currentLeaseId_;
 }
 
 }  // namespace vigilo

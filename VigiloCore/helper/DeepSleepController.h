@@ -38,7 +38,7 @@ class DeepSleepControlling {
 // every `retrySeconds` until the helper, or the one that was started in its place, answers, until that helper
 // grants another lease, or until the lease must have lapsed.
 //
-// Every member may be called from any thread. All state but the flag behind `isDeepHoldActive` belongs to the
+// Every member may be called from any thread. All state but what `leaseId` gives belongs to the
 // queue; callbacks come there, and the object must be destroyed there or after the queue has ended.
 class DeepSleepController final : public DeepSleepControlling {
  public:
@@ -60,6 +60,8 @@ class DeepSleepController final : public DeepSleepControlling {
   // Whether this process holds a lease, or last tried to take one: true after a failed acquire until
   // `release`.
   bool isDeepHoldActive() const override;
+  // The identifier of that lease.
+  std::optional<std::string> leaseId() const;
   // The helper's own status; where it does not answer, one that says only whether its socket file is there.
   void status(std::function<void(DeepSleepStatus)> done) override;
   void acquire(double ttlSeconds, std::function<void(bool)> done) override;
@@ -108,7 +110,7 @@ class DeepSleepController final : public DeepSleepControlling {
   const std::shared_ptr<DeepSleepController*> self_;  // null once destroyed: queued tasks look here first
 
   mutable Mutex mutex_;
-  bool hasLease_ VIGILO_GUARDED_BY(mutex_) = false;
+  std::optional<std::string> sharedLeaseId_ VIGILO_GUARDED_BY(mutex_);  // a copy of the queue's
 
   // On the queue:
   std::deque<Operation> waiting_;

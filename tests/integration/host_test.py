@@ -68,10 +68,15 @@ class HoldTest(HostTest):
         self.assertTrue(status["idleAssertionActive"])
         self.assertTrue(status["helperStatus"]["currentSystemSleepDisabled"])
         self.assertIn("protectionStartedAt", status)
+        self.assertNotIn("; but ", host.log(), "what is not so for a moment only is not said")
+        # What was taken for this hold stays until its end, and stays ours.
+        self.vigilo("settings", "set", "deepLidProtectionEnabled", "false")
+        self.assertIn("held by the helper until this hold ends", self.vigilo("status").stdout)
         self.relay("idle")
         wait_for("the release", lambda: self.holds() == [], 4)
         self.assertNotIn("protectionStartedAt", self.status())
-        self.assertEqual(host.log().count("Claude Code working (1 agent)"), 1, "a line for each change, not each second")
+        self.assertEqual(host.log().count("holding: Claude Code working; also with the lid closed"), 1,
+                         "a line for each change, not each second")
 
     def test_a_signal_releases_everything_and_ends_cleanly(self):
         self.start_helper()
@@ -93,6 +98,7 @@ class HoldTest(HostTest):
         lease = ask("status")["status"]
         self.assertTrue(lease["isDeepHoldActive"])
         self.assertLessEqual(lease["leaseExpiresAt"], harness.now() + 60)
+        self.assertIn("no host of yours renews it", self.vigilo("helper", "status").stdout)
         # The next host starts over the sockets that were left.
         self.start_host()
         self.hold()
@@ -101,8 +107,21 @@ class HoldTest(HostTest):
         host = self.start_host()
         self.relay("working")
         wait_for("the idle hold", lambda: self.holds() == [IDLE], 1)
-        wait_for("a line", lambda: "no helper runs, so a closed lid suspends" in host.log())
+        wait_for("a line", lambda: "Claude Code working; but a closed lid suspends: no helper runs" in host.log())
         self.assertIn("so a closed lid suspends", self.vigilo("status").stdout)
+
+    def test_nothing_is_called_held_that_is_not(self):
+        nowhere = "unix:path=/nonexistent"
+        host = harness.Program(self, [harness.BIN / "vigilo", "run"], env={
+            "HOME": str(self.home), "DBUS_SYSTEM_BUS_ADDRESS": nowhere, "DBUS_SESSION_BUS_ADDRESS": nowhere})
+        wait_for("the host answers", lambda: self.vigilo("status").returncode == 0)
+        self.relay("working")
+        wait_for("a line", lambda: "cannot hold: Claude Code working; the idle hold was refused" in host.log())
+        self.assertEqual(self.status()["inForce"], {"state": "notHeld", "idle": "refused", "deep": "noHelper"})
+        for text in (self.vigilo("status").stdout, self.vigilo().stdout):
+            self.assertIn("Vigilo cannot hold this machine awake", text)
+            self.assertNotIn("holds this machine awake", text)
+        self.assertNotIn("holding", host.log())
 
     def test_commands_take_effect_within_a_second(self):
         self.start_helper()

@@ -1,6 +1,10 @@
 #include "VigiloApp/commands/HelperReport.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
 
 namespace vigilo {
 namespace {
@@ -43,6 +47,27 @@ TEST(HelperReport, SaysHowItIsAndWhatToDo) {
     const std::string text = helperReportText(report, Date());
     EXPECT_NE(text.find(state), std::string::npos) << text;
   }
+}
+
+TEST(HelperReport, ClaimsNoHoldOfSomebodyElse) {
+  ::setenv("TZ", "UTC", 1);
+  ::tzset();
+  const Date now = Date::fromUnix(1795262400);
+  HelperReport report = running(true, true, true);
+  report.status->leaseExpiresAt = now + 25 * 3600;
+  const std::string others = helperReportText(report, now);
+  EXPECT_NE(others.find("another user, or an earlier host of this user; no host of yours renews it"),
+            std::string::npos)
+      << others;
+  report.status->holderUserId = ::geteuid();
+  EXPECT_NE(helperReportText(report, now).find("an earlier host of this user; no"), std::string::npos);
+  report.status->holderUserId = 4000000000;
+  EXPECT_NE(helperReportText(report, now).find("user 4000000000; no"), std::string::npos);
+  EXPECT_NE(others.find("lease until   Sun 2026-11-22"), std::string::npos) << others;
+  report.isOwnHold = true;
+  report.holdingSince = now - 60;
+  const std::string own = helperReportText(report, now);
+  EXPECT_NE(own.find("(1 min), for the host of this user"), std::string::npos) << own;
 }
 
 }  // namespace

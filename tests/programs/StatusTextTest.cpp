@@ -27,6 +27,7 @@ class StatusTextTest : public testing::Test {
     report.idleAssertionActive = true;
     report.helperStatus = DeepSleepStatus{.isHelperInstalled = true,
                                           .isDeepHoldActive = true,
+                                          .activeLeaseId = "lease",
                                           .leaseExpiresAt = now + 40,
                                           .originalSleepDisabledState = false,
                                           .currentSystemSleepDisabled = true};
@@ -47,23 +48,68 @@ TEST_F(StatusTextTest, SaysWhatIsHeldWhySinceWhenAndWhatWouldEndIt) {
       .id = "c353", .state = AgentState::working, .lastEventAt = now - 75, .cwd = "/home/me/proj"}};
   expect({"holds this machine awake: Claude Code working (1 agent), since 11:55:48 (4 min 12 s).",
           "idle sleep  held off", "held by the helper, also with the lid closed", "lease until 12:00:40",
-          "30 s after the last agent stops; or at 15 % battery", "on battery, 57 %, 2 h 10 min left",
+          "15 min; on battery at 15 %; when critically hot", "on battery, 57 %, 2 h 10 min left",
           "sessions    1: 1 active", "Claude Code: 1 active", "Working, 1 min 15 s ago, /home/me/proj\n"});
 }
 
-TEST_F(StatusTextTest, ADeepHoldThatIsNotInForceIsNeverShownAsHeld) {
-  hold("Claude Code working", 1);
-  report.helperStatus->currentSystemSleepDisabled = false;
-  expect({"deep sleep  asked for, not in force: a closed lid suspends"});
-  report.helperStatus = DeepSleepStatus{};
-  expect({"deep sleep  not held: no helper runs"});
-  report.helperStatus->isHelperInstalled = true;
-  expect({"deep sleep  not held: the helper gave no lease"});
-  report.helperStatus.reset();
-  expect({"the helper has not answered yet"});
+TEST_F(StatusTextTest, TheHeadlineFollowsWhatIsInForce) {
+  using S = HoldState;
+  using I = IdleHold;
+  using D = DeepHold;
+  const std::pair<HoldInForce, std::initializer_list<const char*>> rows[] = {
+      {{S::held, I::held, D::held}, {"Vigilo holds this machine awake: Claude Code working (1 agent)"}},
+      {{S::notYet, I::notYet, D::notYet},
+       {"Vigilo is about to hold", "idle sleep  asked for", "deep sleep  asked for"}},
+      {{S::partlyHeld, I::held, D::noHelper},
+       {"Vigilo holds this machine awake, but a closed lid suspends: no helper runs. It holds for: Claude",
+        "idle sleep  held off", "deep sleep  not held: no helper runs, so a closed lid suspends"}},
+      {{S::partlyHeld, I::refused, D::held},
+       {"awake, but the idle hold was refused.", "deep sleep  held by the helper"}},
+      {{S::partlyHeld, I::held, D::notInForce},
+       {"deep sleep  not held: the hold is asked for, not in force"}},
+      {{S::partlyHeld, I::held, D::lapsed}, {"deep sleep  not held: the lease was not renewed"}},
+      {{S::partlyHeld, I::held, D::anothers},
+       {"awake, but a closed lid suspends once the helper's hold for somebody else ends. It holds for",
+        "deep sleep  held for another user, or an earlier host of this user, until Sun 2026-11-22 13:00:00; "
+        "this "
+        "host does not renew it"}},
+      {{S::notHeld, I::refused, D::noHelper},
+       {"Vigilo cannot hold this machine awake: the idle hold was refused; a closed lid suspends: no helper "
+        "runs.",
+        "idle sleep  not held: the idle hold was refused"}},
+  };
+  for (const auto& [force, parts] : rows) {
+    hold("Claude Code working", 1);
+    report.inForce = force;
+    report.helperStatus->leaseExpiresAt = now + (force.deep == D::lapsed ? -1 : 25 * 3600);
+    expect(parts);
+    if (force.deep == D::held) continue;
+    EXPECT_EQ(statusText(report, now).find("lease until"), std::string::npos)
+        << "of no lease that is not ours";
+  }
+}
+
+TEST_F(StatusTextTest, OurOwnLeaseStaysOurOwnWhenDeepProtectionIsSwitchedOff) {
   hold("Claude Code working", 1, false);
-  EXPECT_EQ(deepHoldProblem(report.currentDecision, DeepSleepStatus{}), std::nullopt)
-      << "it was not asked for";
+  report.inForce = HoldInForce{HoldState::held, IdleHold::held, DeepHold::held};
+  expect({"deep sleep  held by the helper until this hold ends"});
+  report.currentDecision = WakeDecision::Release{"No active agent sessions"};
+  report.inForce = HoldInForce{};
+  report.helperStatus->isDeepHoldActive = false;
+  expect({"deep sleep  sleep is off, but not by Vigilo"});
+}
+
+TEST_F(StatusTextTest, SaysAllThatWouldEndTheHold) {
+  hold("Claude Code working", 1);
+  expect(
+      {"ends        30 s after the last agent stops, or has been silent for 15 min; when critically hot; "
+       "`vigilo pause` or `disable`\n"});
+  report.powerSource = {.batteryPercent = 80, .isOnAC = true};
+  expect({"15 min; on battery at 15 %; when critically hot"});
+  report.settings.onlyOnAC = true;
+  expect({"15 min; without AC; when critically hot"});
+  report.settings.manualHoldEnabled = true;
+  expect({"ends        `vigilo hold off`, once no agent works; without AC"});
 }
 
 TEST_F(StatusTextTest, SessionsThatAreOverAreACountAndProcessesOfAgentsWithHooksNone) {
@@ -98,6 +144,9 @@ TEST_F(StatusTextTest, SaysHowToEndEachBlock) {
       {SafetyBlock::batteryBelowFloor, "on AC, or at 18 % charge"},
       {SafetyBlock::acDisconnected, "onlyOnAC"},
       {SafetyBlock::thermalCritical, "has cooled down"}};
+  report.currentDecision = WakeDecision::Blocked{SafetyBlock::paused};
+  report.pauseUntil = now + 86400;
+  expect({"the pause ends at Sun 2026-11-22 12:00:00"});
   report.pauseUntil = now + 600;
   for (const auto& [block, how] : rows) {
     report.currentDecision = WakeDecision::Blocked{block};

@@ -41,6 +41,7 @@ class TopLayoutTest : public testing::Test {
     report().idleAssertionActive = true;
     report().helperStatus = DeepSleepStatus{.isHelperInstalled = true,
                                             .isDeepHoldActive = true,
+                                            .activeLeaseId = "lease",
                                             .leaseExpiresAt = now + 40,
                                             .originalSleepDisabledState = false,
                                             .currentSystemSleepDisabled = true};
@@ -98,10 +99,10 @@ TEST_F(TopLayoutTest, AUsualTerminalShowsEverythingThatMatters) {
   Idle sleep  held off             Battery  █████░░░ 57 %     Thermal  nominal
   Deep sleep  held off by helper   Power    2 h 10 min left   Lid      open
 ── Agents ────────────────────────────────────────────── 3 sessions, 3 active ──
-  ● Claude Code    2 sessions active
-                   ● Working    12 s ago   ~/src/vigilo            c3530aa1-77…
-                   ◐ Waiting    3 min ago  …e/frontend/components  8f21bb04-11…
-  ● Codex CLI ▲    ● Working    2 s ago    /srv/数据/api           01a19c77
+  ● Claude Code    2 active
+                   ● Working    12 s ago   ~/src/vigilo
+                   ◐ Waiting    3 min ago  ~/src/website/frontend/components
+  ● Codex CLI ▲    ● Working    2 s ago    /srv/数据/api
 
 ── Budgets ─────────────────────────────────────────────────────────────────────
   Codex CLI     context ██░░░░░░  25 %  quota ███████░  93 %  resets in 1 h
@@ -130,10 +131,10 @@ TEST_F(TopLayoutTest, AWideTerminalHasTwoColumns) {
   Deep sleep  held off by helper                Power    2 h 10 min left                Lid      open
 
 ── Agents ───────────────────────────────── 3 sessions, 3 active ──  ── Budgets ────────────────────────────────────────
-  ● Claude Code    2 sessions active                                   Codex CLI  model-1                        ~$1.25
-                   ● Working    12 s ago   ~/src/vigilo  c3530aa1…       context ████░░░░░░░░░░░░░  25 %  of 200 k
-                   ◐ Waiting    3 min ago  …/components  8f21bb04…       quota   ████████████████░  93 %  resets in 1 h
-  ● Codex CLI ▲    ● Working    2 s ago    …rv/数据/api  01a19c77      ▲ Account quota is critically low (8% remaining)
+  ● Claude Code    2 active                                            Codex CLI  model-1                        ~$1.25
+                   ● Working    12 s ago   ~/src/vigilo                  context ████░░░░░░░░░░░░░  25 %  of 200 k
+                   ◐ Waiting    3 min ago  …te/frontend/components       quota   ████████████████░  93 %  resets in 1 h
+  ● Codex CLI ▲    ● Working    2 s ago    /srv/数据/api               ▲ Account quota is critically low (8% remaining)
 
                                                                        Claude Code  model-1                      ~$1.25
                                                                          context ██████████░░░░░░░  57 %  of 200 k
@@ -148,7 +149,7 @@ TEST_F(TopLayoutTest, AWideTerminalHasTwoColumns) {
 
 
 ── Recent ─────────────────────────────────────────────────────────  ── Tokens ───────────────── today 1.24 M, ~$5.13 ──
-  11:56:50  Claude Code waits for you in ~/src/website,                                              ██
+  11:56:50  Claude Code waits for you in ~/src/website                                                         ██
   11:58:20  Failed to bind UNIX domain socket at /x: 98                                                        ██
   11:59:48  holding: Claude Code, Codex CLI working (2 agents)                                               ▁▁██
                                                                                                              ████
@@ -176,7 +177,18 @@ TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
         "No agent has reported any usage yet."}},
       {"asked for, not in force",
        [](StatusReport& r) { r.helperStatus->currentSystemSleepDisabled = false; },
-       {"a closed lid suspends: asked for, not in force", "asked, not in force"}},
+       {"a closed lid suspends: the hold is asked for, not in force", "asked, not in force"}},
+      {"nothing in force",
+       [](StatusReport& r) {
+         r.inForce = {HoldState::notHeld, IdleHold::refused, DeepHold::noHelper};
+       },
+       {"N O T   H E L D", "the idle hold was refused; a closed lid suspends: no helper",
+        "Idle sleep  refused"}},
+      {"asked for a moment ago",
+       [](StatusReport& r) {
+         r.inForce = {HoldState::notYet, IdleHold::notYet, DeepHold::notYet};
+       },
+       {"A S K I N G", "Idle sleep  asked for", "Deep sleep  asked for"}},
       {"no helper",
        [](StatusReport& r) { r.helperStatus = DeepSleepStatus{}; },
        {"a closed lid suspends: no helper runs", "not held, no helper"}},
@@ -185,16 +197,16 @@ TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
          r.currentDecision = WakeDecision::Blocked{SafetyBlock::paused};
          r.pauseUntil = now + 1799.5;
        },
-       {"○ Paused", "Protection paused", "30 min left, until 12:29:59", "r ends the pause"}},
+       {"o Paused", "Protection paused", "30 min left, until 12:29:59", "r ends the pause"}},
       {"paused for long",
        [this](StatusReport& r) {
          r.currentDecision = WakeDecision::Blocked{SafetyBlock::paused};
          r.pauseUntil = now + 86400;
        },
-       {"1 d left, until Mon 2026-11-23 12:00:00"}},
+       {"1 d left, until Sun 2026-11-22 12:00:00"}},
       {"disabled",
        [](StatusReport& r) { r.currentDecision = WakeDecision::Blocked{SafetyBlock::masterDisabled}; },
-       {"○ Off", "Master switch disabled", "e turns protection on"}},
+       {"o Off", "Master switch disabled", "e turns protection on"}},
       {"debounce",
        [](StatusReport& r) {
          r.currentDecision = WakeDecision::Hold{"Release debounce (27s)", 0, true};
@@ -206,8 +218,9 @@ TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
     hold("Claude Code working", 1);
     report().pauseUntil.reset();
     model.reportedAt = now - 5;  // what passes since the report is counted here
+    report().inForce.reset();
     entry.change(report());
-    expect(text(80, 24), entry.parts);
+    expect(text(80, 24, Glyphs::ascii()), entry.parts);
   }
 }
 
