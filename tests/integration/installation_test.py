@@ -87,7 +87,9 @@ class InstallationTest(harness.TestCase):
             # A user manager wants a folder of its own.
             done = run("systemd-analyze", arguments[0], "verify", "--man=no", arguments[1],
                        env={**os.environ, "XDG_RUNTIME_DIR": str(prefix)})
-            self.assertEqual((done.returncode, done.stdout + done.stderr), (0, ""))
+            # Some releases miss a running system's bus, and go on.
+            said = [line for line in (done.stdout + done.stderr).splitlines() if "connect to system bus" not in line]
+            self.assertEqual((done.returncode, said), (0, []))
         done = run("systemd-analyze", "security", "--offline=true", f"--threshold={EXPOSURE_LIMIT}", "--no-pager", helper)
         self.assertEqual(done.returncode, 0, done.stdout[-400:])
 
