@@ -8,8 +8,8 @@
 
 namespace vigilo {
 
-// Reads and changes the system's sleep-disabled setting. Implementations block for as long as the machine's
-// own service needs (at most two seconds) and may be called from any thread; the lease store serialises its
+// Reads and changes the system's sleep-disabled setting. Implementations block for two seconds at most,
+// however the machine's own service hangs, and may be called from any thread; the lease store serialises its
 // calls.
 class SystemPowerControlling {
  public:

@@ -165,9 +165,37 @@ class HelperDaemonTest(harness.TestCase):
         units.mkdir()
         self.addCleanup(shutil.rmtree, units)
         (units / "suspend.target").symlink_to("/dev/null")
-        self.start_helper()
+        helper = self.start_helper()
         status = ask("acquire")["status"]
         self.assertTrue(status["currentSystemSleepDisabled"] and status["originalSleepDisabledState"])
+        self.assertEqual(inhibitors(), [])
+        (units / "suspend.target").unlink()
+        wait_for("held once it is no longer masked", lambda: inhibitors() == [(helper.pid, HOLD)], 15)
+
+    def test_a_logind_that_hangs_holds_up_nobody(self):
+        helper = self.start_helper()
+        logind = next(int(path.parent.name) for path in pathlib.Path("/proc").glob("[0-9]*/comm")
+                      if path.read_text().strip() == "systemd-logind")
+        self.addCleanup(os.kill, logind, signal.SIGCONT)
+
+        def slowest(*commands):
+            took = []
+            for command in commands:
+                begin = time.monotonic()
+                self.assertTrue(ask(command, leaseId="a", ttlSeconds=600)["ok"])
+                took.append(time.monotonic() - begin)
+            return max(took)
+
+        os.kill(logind, signal.SIGSTOP)
+        self.assertLess(slowest("acquire", "status", "renew", "acquire"), 1.0, "what a client waits")
+        os.kill(logind, signal.SIGCONT)
+        wait_for("held", lambda: ask("status")["status"]["currentSystemSleepDisabled"], 15)
+        self.assertEqual(inhibitors(), [(helper.pid, HOLD)])
+        os.kill(logind, signal.SIGSTOP)
+        self.assertLess(slowest("release", "acquire", "release"), 1.0)
+        self.assertEqual(helper.descriptors(of="/inhibit/"), 0)
+        os.kill(logind, signal.SIGCONT)
+        time.sleep(1)  # What was asked for and is wanted no longer has come by now.
         self.assertEqual(inhibitors(), [])
 
     def test_uninstall_gives_the_hold_back_and_the_service_goes_on(self):

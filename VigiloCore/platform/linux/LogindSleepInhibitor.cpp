@@ -4,12 +4,19 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
+#include <future>
 
 namespace vigilo {
 namespace {
 
+using namespace std::chrono_literals;
+
 constexpr Log logger{"com.vigilo.helper", "power"};
+
+// Half of what a client waits for its answer.
+constexpr auto patience = 500ms;
 
 bool isMasked(const std::string& unitFile) {
   std::error_code ignored;
@@ -47,11 +54,17 @@ bool holdsSleepInhibitor(const std::vector<bus::Inhibitor>& inhibitors, std::uin
 }
 
 std::optional<bool> LogindSleepInhibitor::readSleepDisabled() {
-  return isHoldInForce() || isSleepMasked(unitFolders_);
+  return isInForce() || isSleepMasked(unitFolders_);
 }
 
 bool LogindSleepInhibitor::writeSleepDisabled(bool disabled) {
-  if (disabled) return take();
+  if (disabled) {
+    bringAbout();
+    return isInForce();
+  }
+  const LockGuard guard(lock_);
+  isWanted_ = false;
+  isConfirmed_ = false;
   if (hold_) logger.info("Released the logind inhibitor %s", heldAgainst);
   hold_.reset();
   serviceManager_.forgetHold();
@@ -60,23 +73,76 @@ bool LogindSleepInhibitor::writeSleepDisabled(bool disabled) {
 }
 
 void LogindSleepInhibitor::ensureSleepDisabled() {
-  if (!isHoldInForce()) take();
+  bringAbout();
 }
 
 std::string LogindSleepInhibitor::description() const {
+  const auto answer = std::make_shared<std::promise<void>>();
+  const auto missing = std::make_shared<std::string>();
+  queue_->async([answer, missing] {
+    const auto inhibitors = bus::listInhibitors();
+    if (!inhibitors) *missing = whatIsMissing(inhibitors.error());
+    answer->set_value();
+  });
   const std::string name = std::string("the logind inhibitor ") + heldAgainst;
-  const auto answer = bus::listInhibitors();
-  return answer ? name : name + ", which is not to be had now: " + whatIsMissing(answer.error());
+  if (answer->get_future().wait_for(patience) != std::future_status::ready)
+    return name + ", which is not to be had yet: logind does not answer";
+  return missing->empty() ? name : name + ", which is not to be had now: " + *missing;
 }
 
-bool LogindSleepInhibitor::isHoldInForce() const {
-  if (!hold_) return false;
+bool LogindSleepInhibitor::isInForce() const {
+  const LockGuard guard(lock_);
+  return hold_ && isConfirmed_;
+}
+
+void LogindSleepInhibitor::bringAbout() {
+  const auto end = std::make_shared<std::promise<void>>();
+  {
+    const LockGuard guard(lock_);
+    isWanted_ = true;
+    isAskedAgain_ = isWorking_;
+    if (std::exchange(isWorking_, true)) return;
+  }
+  queue_->async([this, end] {
+    work();
+    end->set_value();
+  });
+  if (answersInTime_) answersInTime_ = end->get_future().wait_for(patience) == std::future_status::ready;
+}
+
+void LogindSleepInhibitor::work() {
+  do {
+    const auto start = std::chrono::steady_clock::now();
+    confirmOrTake();
+    answersInTime_ = std::chrono::steady_clock::now() - start < patience;
+  } while (isWorkLeft());
+}
+
+bool LogindSleepInhibitor::isWorkLeft() {
+  const LockGuard guard(lock_);
+  isWorking_ = std::exchange(isAskedAgain_, false);
+  return isWorking_;
+}
+
+void LogindSleepInhibitor::confirmOrTake() {
+  const bool isConfirmed = confirm() || (take() && confirm());
+  const LockGuard guard(lock_);
+  isConfirmed_ = isConfirmed;
+}
+
+bool LogindSleepInhibitor::confirm() {
+  {
+    const LockGuard guard(lock_);
+    if (!hold_) return false;
+  }
   const auto inhibitors = bus::listInhibitors();
   return inhibitors && holdsSleepInhibitor(*inhibitors, ::geteuid(), static_cast<std::uint32_t>(::getpid()));
 }
 
 bool LogindSleepInhibitor::take() {
   auto taken = bus::inhibit(heldAgainst, "AI coding agents are working");
+  const LockGuard guard(lock_);
+  if (!isWanted_) return false;
   if (!taken) {
     const std::string missing = whatIsMissing(taken.error());
     if (failure_.begins(missing)) {
