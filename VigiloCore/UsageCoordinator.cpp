@@ -87,8 +87,11 @@ void UsageCoordinator::handleHookEvent(const HookEvent& event) {
   if (!usage) return;
   auto report = hookBudgetReport(*usage, parts_.clock());
   handleUsageEvent(*std::move(usage));
-  parts_.mainQueue.async(
-      weakly([report = std::move(report)](UsageCoordinator& self) { self.publishHookReport(report); }));
+  parts_.queue.async(weakly([report = std::move(report)](UsageCoordinator& self) mutable {
+    self.parts_.store.tellCostOfSession(report);
+    self.parts_.mainQueue.async(self.weakly(
+        [report = std::move(report)](UsageCoordinator& publisher) { publisher.publishHookReport(report); }));
+  }));
 }
 
 void UsageCoordinator::refreshSummaries() {
@@ -110,7 +113,11 @@ void UsageCoordinator::refreshBudgetReports() {
   parts_.queue.async(weakly([](UsageCoordinator& self) {
     self.reportsWait_ = false;
     std::vector<std::optional<ProviderBudgetReport>> reports;
-    for (const auto& provider : self.parts_.providers) reports.push_back(provider->latestBudgetReport());
+    for (const auto& provider : self.parts_.providers) {
+      auto report = provider->latestBudgetReport();
+      if (report) self.parts_.store.tellCostOfSession(*report);
+      reports.push_back(std::move(report));
+    }
     self.parts_.mainQueue.async(self.weakly(
         [reports = std::move(reports)](UsageCoordinator& publisher) { publisher.publishReports(reports); }));
   }));

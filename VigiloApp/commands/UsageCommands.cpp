@@ -110,12 +110,18 @@ int resetWithoutHost(const Directories& directories) {
   return exitOk;
 }
 
+// What a host would tell; nothing is saved.
 std::vector<ProviderBudgetReport> pollOnce(const Directories& directories) {
   UsageProviders providers(directories);
+  UsageStore store(
+      directories, [](const std::string&) { return false; }, Date::now);
   std::vector<ProviderBudgetReport> reports;
   for (const auto& provider : providers.all()) {
-    provider->pollLatestEvents();
-    if (auto report = provider->latestBudgetReport()) reports.push_back(*std::move(report));
+    store.record(provider->pollLatestEvents());
+    auto report = provider->latestBudgetReport();
+    if (!report) continue;
+    store.tellCostOfSession(*report);
+    reports.push_back(*std::move(report));
   }
   return reports;
 }

@@ -6,14 +6,32 @@
 
 #include "VigiloApp/commands/DurationText.h"
 #include "VigiloApp/commands/TextTable.h"
+#include "usage/PartialCost.h"
 
 namespace vigilo {
 namespace {
 
 constexpr int barLength = 10;
 
-std::string cost(const std::optional<double>& amount) {
-  return amount ? dollars(*amount) : "unknown";
+template <class Sums>
+std::string cost(const Sums& sums) {
+  if (!sums.estimatedCostUSD) return "unknown";
+  return atLeast(dollars(*sums.estimatedCostUSD), sums.unpricedTurnCount);
+}
+
+std::string cost(const std::optional<CostBudget>& cost) {
+  if (!cost) return "unknown";
+  const bool isWhole = cost->unpricedTurnCount.value_or(0) == 0;
+  return (isWhole && cost->isEstimated ? "~" : "") +
+         atLeast(dollars(cost->amountUSD), cost->unpricedTurnCount);
+}
+
+// A line below a table for a row whose cost is not whole.
+std::string unpricedRemark(const std::string& name, std::optional<double> amountUSD,
+                           std::optional<std::int64_t> turns) {
+  if (turns.value_or(0) == 0) return "";
+  const std::string amount = amountUSD ? atLeast(dollars(*amountUSD), turns) + ", " : "";
+  return name + ": " + amount + unpricedTurns(*turns) + "\n";
 }
 
 std::string agentName(const std::string& rawAgent) {
@@ -45,7 +63,7 @@ std::vector<std::string> summaryRow(const std::string& name, const Summary& summ
           grouped(summary.cacheWriteTokens),
           grouped(summary.reasoningTokens),
           grouped(summary.totalTokens),
-          cost(summary.estimatedCostUSD)};
+          cost(summary)};
 }
 
 std::string bar(double used) {
@@ -84,10 +102,16 @@ std::string summaryText(const UsageSummary& summary, const std::string& period, 
                    {"Reasoning", true},
                    {"Total", true},
                    {"Cost", true}});
-  for (const auto& [agent, part] : summary.byAgent) table.add(summaryRow(agentName(agent), part));
-  table.add(summaryRow("All", summary));
+  std::string remarks;
+  const auto add = [&](const std::string& name, const auto& sums) {
+    table.add(summaryRow(name, sums));
+    remarks += unpricedRemark(name, sums.estimatedCostUSD, sums.unpricedTurnCount);
+  };
+  for (const auto& [agent, part] : summary.byAgent) add(agentName(agent), part);
+  add("All", summary);
   return "Usage of " + period + ": " + grouped(summary.sessionCount) +
-         (summary.sessionCount == 1 ? " session" : " sessions") + ", costs estimated\n" + table.text(width);
+         (summary.sessionCount == 1 ? " session" : " sessions") + ", costs estimated\n" + table.text(width) +
+         remarks;
 }
 
 std::string sessionsText(const std::vector<SessionUsageRecord>& sessions, std::size_t width) {
@@ -99,12 +123,14 @@ std::string sessionsText(const std::vector<SessionUsageRecord>& sessions, std::s
                    {"Tokens", true},
                    {"Cost", true},
                    {"Session", false, true}});
+  std::int64_t unpriced = 0;
   for (const auto& session : sessions) {
+    unpriced += session.unpricedTurnCount.value_or(0);
     table.add({localMinute(session.lastActiveAt), displayName(session.agentType),
                printable(session.modelId.value_or("unknown")), durationText(session.durationSeconds),
-               grouped(session.totalTokens), cost(session.estimatedCostUSD), printable(session.id)});
+               grouped(session.totalTokens), cost(session), printable(session.id)});
   }
-  return table.text(width);
+  return table.text(width) + (unpriced > 0 ? unpricedTurns(unpriced) + "\n" : "");
 }
 
 std::string budgetsText(const std::vector<ProviderBudgetReport>& reports, Date now, std::size_t width) {
@@ -115,14 +141,15 @@ std::string budgetsText(const std::vector<ProviderBudgetReport>& reports, Date n
                    {"Quota", false, true},
                    {"Cost", true},
                    {"Alert", false, true}});
+  std::string remarks;
   for (const auto& report : reports) {
-    table.add(
-        {displayName(report.agentType), printable(report.modelId.value_or("unknown")),
-         contextText(report.context), quotaText(report.quota, now),
-         report.cost ? (report.cost->isEstimated ? "~" : "") + dollars(report.cost->amountUSD) : "unknown",
-         report.lowBudgetAlert ? report.lowBudgetAlert->message : "none"});
+    const std::string name = displayName(report.agentType);
+    table.add({name, printable(report.modelId.value_or("unknown")), contextText(report.context),
+               quotaText(report.quota, now), cost(report.cost),
+               report.lowBudgetAlert ? report.lowBudgetAlert->message : "none"});
+    if (report.cost) remarks += unpricedRemark(name, report.cost->amountUSD, report.cost->unpricedTurnCount);
   }
-  return table.text(width);
+  return table.text(width) + remarks;
 }
 
 }  // namespace vigilo

@@ -9,6 +9,7 @@
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/top/DisplayText.h"
 #include "VigiloApp/top/TopParts.h"
+#include "usage/PartialCost.h"
 
 namespace vigilo {
 namespace {
@@ -61,9 +62,20 @@ std::string quotaDetail(const ProviderBudgetReport& report, Date now) {
   return "resets in " + shortDuration(*quota->resetsAt - now);
 }
 
-std::string costText(const ProviderBudgetReport& report) {
+// "~$6.17"; where some turns have no price "≥ $6.17" and, where there is room, how many.
+std::string costText(double amountUSD, bool isEstimated, std::optional<std::int64_t> unpriced, int room,
+                     const Glyphs& glyphs) {
+  const std::string amount = dollars(amountUSD);
+  if (unpriced.value_or(0) == 0) return (isEstimated ? "~" : "") + amount;
+  const std::string_view sign = glyphs.isAscii ? ">=" : "≥";
+  const std::string whole = atLeastInWords(amount, unpriced, sign);
+  return displayWidth(whole) <= room ? whole : atLeast(amount, unpriced, sign);
+}
+
+std::string costText(const ProviderBudgetReport& report, int room, const Glyphs& glyphs) {
   if (!report.cost) return "";
-  return (report.cost->isEstimated ? "~" : "") + dollars(report.cost->amountUSD);
+  const CostBudget& cost = *report.cost;
+  return costText(cost.amountUSD, cost.isEstimated, cost.unpricedTurnCount, room, glyphs);
 }
 
 Line alertLine(const LowBudgetAlert& alert, int indent, const TopView& view) {
@@ -86,7 +98,8 @@ void addCompact(const ProviderBudgetReport& report, const TopView& view, std::ve
       .to(2 + nameWidth + 14 + 2 * bar + 16);
   std::string detail = quotaDetail(report, view.model.now);
   if (detail.empty() || view.width >= wideBlock) {
-    const std::string cost = costText(report);
+    const std::string cost =
+        costText(report, view.width - line.width() - displayWidth(detail) - 2, view.glyphs);
     if (!cost.empty()) detail += (detail.empty() ? "" : ", ") + cost;
   }
   lines.push_back(line.add(detail, Style::dim).cut(view.width, view.glyphs.ellipsis));
@@ -95,7 +108,7 @@ void addCompact(const ProviderBudgetReport& report, const TopView& view, std::ve
 // Three lines: the head with model and cost, then a gauge each.
 void addBlock(const ProviderBudgetReport& report, const TopView& view, std::vector<Line>& lines) {
   const int bar = std::clamp(view.width - 34, 6, 24);
-  const std::string cost = costText(report);
+  const std::string cost = costText(report, view.width * 2 / 3, view.glyphs);
   Line head("  ");
   head.add(displayName(report.agentType), Style::strong);
   if (report.modelId) head.add("  ").add(shown(*report.modelId), Style::dim);
@@ -190,8 +203,11 @@ Line tokensRemark(const TopView& view) {
   const UsageSummary& today = view.model.report->todaySummary;
   Line line("today ", Style::dim);
   line.add(shortCount(today.totalTokens));
-  const std::string cost = today.estimatedCostUSD ? ", ~" + dollars(*today.estimatedCostUSD) : "";
-  if (line.width() + displayWidth(cost) + around <= view.width) line.add(cost, Style::dim);
+  if (!today.estimatedCostUSD) return line;
+  const int room = view.width - line.width() - around - 2;
+  const std::string cost =
+      costText(*today.estimatedCostUSD, true, today.unpricedTurnCount, room, view.glyphs);
+  if (displayWidth(cost) <= room) line.add(", " + cost, Style::dim);
   return line;
 }
 

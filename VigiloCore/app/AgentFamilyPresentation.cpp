@@ -8,6 +8,7 @@
 #include "agents/ProcessSession.h"
 #include "support/RecordCoding.h"
 #include "usage/BudgetMetricCoding.h"
+#include "usage/PartialCost.h"
 
 namespace vigilo {
 namespace {
@@ -168,7 +169,8 @@ std::optional<std::string> AgentFamilyPresentation::budgetSummaryLine() const {
     add(percent(context->percentageRemaining) + " context left");
   if (const auto quota = budgetReport->quota.value())
     add(percent(quota->percentageRemaining) + " quota left");
-  if (budgetReport->cost) add(dollars(budgetReport->cost->amountUSD));
+  if (const auto& cost = budgetReport->cost)
+    add(atLeastInWords(dollars(cost->amountUSD), cost->unpricedTurnCount));
   return line.empty() ? std::nullopt : std::optional(line);
 }
 

@@ -58,11 +58,13 @@ struct AccountQuotaBudget {
 struct CostBudget {
   double amountUSD = 0;
   bool isEstimated = false;
+  std::optional<std::int64_t> unpricedTurnCount;  // turns of which the amount knows nothing
 
   bool operator==(const CostBudget&) const = default;
   static constexpr auto fields() {
     return std::tuple{field("amountUSD", &CostBudget::amountUSD),
-                      field("isEstimated", &CostBudget::isEstimated)};
+                      field("isEstimated", &CostBudget::isEstimated),
+                      field("unpricedTurnCount", &CostBudget::unpricedTurnCount)};
   }
 };
 

@@ -95,8 +95,10 @@ bool UsageLedger::restore(const std::string& sessionId, const SessionUsageRecord
 }
 
 void UsageLedger::append(const UsageEvent& event, std::string_view encoded) {
-  events_.push_back({encodedEvents_.append(encoded), &sessions_[event.sessionId], UsageFigures::of(event),
-                     event.timestamp, event.agentType});
+  StoredSession& session = sessions_[event.sessionId];
+  if (!event.costEstimateUSD) ++session.unpricedTurns;
+  events_.push_back(
+      {encodedEvents_.append(encoded), &session, UsageFigures::of(event), event.timestamp, event.agentType});
 }
 
 void UsageLedger::fold(const UsageEvent& event) {
@@ -137,6 +139,9 @@ UsageSummary UsageLedger::summary(const std::function<bool(Date)>& chosen) const
     event.figures.addTo(agent);
     ++summary.turnCount;
     ++agent.turnCount;
+    const int unpriced = event.figures.costUSD ? 0 : 1;
+    summary.unpricedTurnCount = summary.unpricedTurnCount.value_or(0) + unpriced;
+    agent.unpricedTurnCount = agent.unpricedTurnCount.value_or(0) + unpriced;
     sessions.insert(event.session);
   }
   summary.sessionCount = static_cast<std::int64_t>(sessions.size());
@@ -160,16 +165,28 @@ void UsageLedger::addTo(std::vector<UsageHour>& hours) const {
 }
 
 std::vector<SessionUsageRecord> UsageLedger::recentSessions(std::size_t limit) const {
-  std::vector<const SessionUsageRecord*> all;
+  std::vector<const StoredSession*> all;
   for (const auto& [id, session] : sessions_) {
-    if (session.record) all.push_back(&*session.record);
+    if (session.record) all.push_back(&session);
   }
   limit = std::min(limit, all.size());
   std::ranges::partial_sort(all, all.begin() + static_cast<std::ptrdiff_t>(limit), std::greater{},
-                            [](const auto* record) { return record->lastActiveAt; });
+                            [](const auto* session) { return session->record->lastActiveAt; });
   std::vector<SessionUsageRecord> recent;
-  for (std::size_t i = 0; i < limit; ++i) recent.push_back(*all[i]);
+  for (std::size_t i = 0; i < limit; ++i) recent.push_back(all[i]->shown());
   return recent;
+}
+
+SessionUsageRecord UsageLedger::StoredSession::shown() const {
+  SessionUsageRecord result = *record;
+  result.unpricedTurnCount = unpricedTurns;
+  return result;
+}
+
+std::optional<SessionUsageRecord> UsageLedger::session(const std::string& sessionId) const {
+  const auto found = sessions_.find(sessionId);
+  if (found == sessions_.end() || !found->second.record) return std::nullopt;
+  return found->second.shown();
 }
 
 std::vector<UsageEvent> UsageLedger::allEvents() const {

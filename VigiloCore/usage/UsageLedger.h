@@ -47,6 +47,8 @@ class UsageLedger {
   void addTo(std::vector<UsageHour>& hours) const;
   // The most recently active sessions first, at most `limit` of them.
   std::vector<SessionUsageRecord> recentSessions(std::size_t limit) const;
+  // Absent where there is no record of it.
+  std::optional<SessionUsageRecord> session(const std::string& sessionId) const;
   // Decodes them: slow for a long history.
   std::vector<UsageEvent> allEvents() const;
 
@@ -59,6 +61,9 @@ class UsageLedger {
   struct StoredSession {
     std::optional<SessionUsageRecord> record;  // absent where a file names the session in its events only
     std::string encoded;                       // the record as a member of "sessions", a comma before it
+    std::int64_t unpricedTurns = 0;
+
+    SessionUsageRecord shown() const;  // the record, with what the file does not hold
   };
   struct StoredEvent {
     std::string_view encoded;  // in encodedEvents_

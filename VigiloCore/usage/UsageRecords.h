@@ -96,6 +96,9 @@ struct SessionUsageRecord {
   std::int64_t cacheWriteTokens = 0;
   std::int64_t reasoningTokens = 0;
   std::optional<double> estimatedCostUSD;  // absent until an event carries a cost
+  // Turns without a cost, which is then what the others cost at least; counted anew, so not in the store's
+  // file.
+  std::optional<std::int64_t> unpricedTurnCount;
   std::optional<std::int64_t> contextWindow;
   std::optional<double> quotaRemainingPercent;
 
@@ -114,6 +117,7 @@ struct SessionUsageRecord {
                       field("cacheWriteTokens", &SessionUsageRecord::cacheWriteTokens),
                       field("reasoningTokens", &SessionUsageRecord::reasoningTokens),
                       field("estimatedCostUSD", &SessionUsageRecord::estimatedCostUSD),
+                      field("unpricedTurnCount", &SessionUsageRecord::unpricedTurnCount),
                       field("contextWindow", &SessionUsageRecord::contextWindow),
                       field("quotaRemainingPercent", &SessionUsageRecord::quotaRemainingPercent)};
   }
@@ -128,6 +132,7 @@ struct AgentUsageSummary {
   std::int64_t cacheWriteTokens = 0;
   std::int64_t reasoningTokens = 0;
   std::optional<double> estimatedCostUSD;
+  std::optional<std::int64_t> unpricedTurnCount;
   std::int64_t sessionCount = 0;  // always 0: sessions are counted over all agents only
   std::int64_t turnCount = 0;
 
@@ -140,6 +145,7 @@ struct AgentUsageSummary {
                       field("cacheWriteTokens", &AgentUsageSummary::cacheWriteTokens),
                       field("reasoningTokens", &AgentUsageSummary::reasoningTokens),
                       field("estimatedCostUSD", &AgentUsageSummary::estimatedCostUSD),
+                      field("unpricedTurnCount", &AgentUsageSummary::unpricedTurnCount),
                       field("sessionCount", &AgentUsageSummary::sessionCount),
                       field("turnCount", &AgentUsageSummary::turnCount)};
   }
@@ -154,6 +160,7 @@ struct UsageSummary {
   std::int64_t cacheWriteTokens = 0;
   std::int64_t reasoningTokens = 0;
   std::optional<double> estimatedCostUSD;            // absent until an event carries a cost
+  std::optional<std::int64_t> unpricedTurnCount;     // events without a cost; absent where there is no event
   std::int64_t sessionCount = 0;                     // distinct sessions
   std::int64_t turnCount = 0;                        // events
   std::map<std::string, AgentUsageSummary> byAgent;  // keyed by the agent's raw value
@@ -167,6 +174,7 @@ struct UsageSummary {
                       field("cacheWriteTokens", &UsageSummary::cacheWriteTokens),
                       field("reasoningTokens", &UsageSummary::reasoningTokens),
                       field("estimatedCostUSD", &UsageSummary::estimatedCostUSD),
+                      field("unpricedTurnCount", &UsageSummary::unpricedTurnCount),
                       field("sessionCount", &UsageSummary::sessionCount),
                       field("turnCount", &UsageSummary::turnCount),
                       field("byAgent", &UsageSummary::byAgent)};

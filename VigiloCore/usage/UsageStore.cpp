@@ -1,5 +1,6 @@
 #include "usage/UsageStore.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <limits>
@@ -119,6 +120,18 @@ std::vector<SessionUsageRecord> UsageStore::recentSessions(std::size_t limit) {
   const LockGuard guard(mutex_);
   loadOnce();
   return ledger_.recentSessions(limit);
+}
+
+void UsageStore::tellCostOfSession(ProviderBudgetReport& report) {
+  if (!report.sessionId) return;
+  const LockGuard guard(mutex_);
+  loadOnce();
+  const auto session = ledger_.session(*report.sessionId);
+  if (!session) return;
+  report.cost.reset();
+  if (session->estimatedCostUSD) {
+    report.cost = CostBudget{std::max(*session->estimatedCostUSD, 0.0), true, session->unpricedTurnCount};
+  }
 }
 
 std::vector<UsageEvent> UsageStore::allEvents() {

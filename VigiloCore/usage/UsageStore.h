@@ -8,6 +8,7 @@
 #include "support/Date.h"
 #include "support/Log.h"
 #include "support/Mutex.h"
+#include "usage/Budgets.h"
 #include "usage/UsageLedger.h"
 #include "usage/UsageRecords.h"
 #include "usage/UsageStoreFile.h"
@@ -52,6 +53,9 @@ class UsageStore {
   std::vector<UsageHour> hours(std::size_t count);
   // Newest activity first.
   std::vector<SessionUsageRecord> recentSessions(std::size_t limit);
+  // What the session of the report has cost so far, in place of what its last turn did: the figure that is
+  // told everywhere else. As it is where nothing of the session is on record.
+  void tellCostOfSession(ProviderBudgetReport& report);
   std::vector<UsageEvent> allEvents();
   std::size_t eventCount();
 

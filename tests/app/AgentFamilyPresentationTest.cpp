@@ -110,6 +110,8 @@ TEST(AgentFamilies, SayOfTheBudgetOnlyWhatIsKnown) {
         .budgetSummaryLine();
   };
   EXPECT_EQ(line(), std::nullopt);
+  report.cost = CostBudget{1.239, true, 143};
+  EXPECT_EQ(line(), "≥ $1.24, 143 turns without a price");
   report.cost = CostBudget{1.239, true};
   EXPECT_EQ(line(), "$1.24");
   report.quota = BudgetMetric<AccountQuotaBudget>::known(AccountQuotaBudget::ofUsedPercent(9.4), 1, "codex");

@@ -119,6 +119,31 @@ TEST_F(UsageCoordinatorTest, AReportIsPublishedWithoutAnythingNewToRecord) {
   EXPECT_TRUE(usage->lowBudgetAlerts.get().contains(AgentType::codex));
 }
 
+// The provider knows its last turn only.
+TEST_F(UsageCoordinatorTest, TheCostInAReportIsThatOfItsSession) {
+  usage->start();
+  time.runUntilIdle();
+  std::vector<UsageEvent> turns{turn(AgentType::codex, "a", 1), turn(AgentType::codex, "a", 2),
+                                turn(AgentType::codex, "a", 3), turn(AgentType::codex, "b", 4)};
+  for (const std::size_t priced : {0, 1, 3}) turns[priced].costEstimateUSD = 0.25;
+  codex->report = report(AgentType::codex, 10);
+  codex->report->sessionId = "a";
+  codex->report->cost = CostBudget{0.25, true};
+  codex->deliver(turns);
+  codex->tellOfReport();
+  time.runUntilIdle();
+  EXPECT_EQ(usage->budgetReport(AgentType::codex)->cost, (CostBudget{0.5, true, 1}));
+
+  auto hooked = hook(AgentType::claude, 1'000'000);
+  usage->handleHookEvent(hooked);
+  time.runUntilIdle();
+  const double once = usage->budgetReport(AgentType::claude)->cost->amountUSD;
+  hooked.turnId = "t2";
+  usage->handleHookEvent(hooked);
+  time.runUntilIdle();
+  EXPECT_DOUBLE_EQ(usage->budgetReport(AgentType::claude)->cost->amountUSD, 2 * once);
+}
+
 TEST_F(UsageCoordinatorTest, TheAlertOfAQuotaEndsWithItsWindow) {
   usage->start();
   time.runUntilIdle();

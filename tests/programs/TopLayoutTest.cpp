@@ -224,6 +224,16 @@ TEST_F(TopLayoutTest, TheDecisionIsSaidInWords) {
   }
 }
 
+TEST_F(TopLayoutTest, ACostOfWhichPartHasNoPriceIsALowerBound) {
+  busyDay();
+  report().todaySummary.unpricedTurnCount = 143;
+  report().latestBudgetReports.at(AgentType::claude).cost = CostBudget{1.25, true, 3};
+  expect(text(80, 24), {" ≥ $1.25"});
+  expect(text(120, 40), {"≥ $1.25, 3 turns without a price", "today 1.24 M, ≥ $5.13 "});
+  expect(text(200, 40), {"today 1.24 M, ≥ $5.13, 143 turns without a price "});
+  expect(text(120, 40, Glyphs::ascii()), {">= $5.13 "});
+}
+
 TEST_F(TopLayoutTest, WithoutAHostItSaysSoAndShowsNothingOld) {
   busyDay();
   model.report.reset();

@@ -67,6 +67,27 @@ TEST(UsageText, ABudgetRowShowsABarAResetAndWhyAFigureIsMissing) {
   }
 }
 
+TEST(UsageText, ASumOfWhichPartHasNoPriceIsALowerBound) {
+  const auto expectParts = [](const std::string& text, const std::vector<const char*>& parts) {
+    for (const char* part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text;
+  };
+  UsageSummary summary{.estimatedCostUSD = 6.17, .unpricedTurnCount = 143, .turnCount = 200, .byAgent = {}};
+  summary.byAgent["codex"] = {.unpricedTurnCount = 142, .turnCount = 142};
+  summary.byAgent["claude"] = {.estimatedCostUSD = 6.17, .unpricedTurnCount = 1, .turnCount = 58};
+  expectParts(summaryText(summary, "today", 200),
+              {"≥ $6.17\n", "unknown\n", "All: ≥ $6.17, 143 turns without a price\n",
+               "Codex CLI: 142 turns without a price\n", "Claude Code: ≥ $6.17, 1 turn without a price\n"});
+  expectParts(sessionsText({{.id = "a", .estimatedCostUSD = 6.17, .unpricedTurnCount = 143},
+                            {.id = "b", .estimatedCostUSD = 1}},
+                           200),
+              {"≥ $6.17 ", " $1.00 ", "143 turns without a price\n"});
+  expectParts(budgetsText({{.agentType = AgentType::codex, .cost = CostBudget{6.17, true, 143}}}, {}, 200),
+              {"≥ $6.17 ", "Codex CLI: ≥ $6.17, 143 turns without a price\n"});
+  summary.unpricedTurnCount = 0;
+  summary.byAgent.clear();
+  EXPECT_EQ(summaryText(summary, "today", 200).find("≥"), std::string::npos);
+}
+
 TEST(UsageCommands, ADayIsALocalDayToItsEnd) {
   useTimeZone("Europe/Berlin");
   // The clock went back an hour on this day: it has 25 hours.

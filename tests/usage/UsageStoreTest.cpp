@@ -106,6 +106,7 @@ TEST_F(UsageStoreTest, SessionKeepsItsBeginningAndTheLatestOfEverythingElse) {
                                     .cacheWriteTokens = 8,
                                     .reasoningTokens = 2,
                                     .estimatedCostUSD = 0.75,
+                                    .unpricedTurnCount = 1,
                                     .contextWindow = 1000,
                                     .quotaRemainingPercent = 50};
   EXPECT_EQ(store.recentSessions(9), std::vector{expected});
@@ -123,12 +124,18 @@ TEST_F(UsageStoreTest, SummaryIncludesBothEndsAndSplitsByAgent) {
                         .inputTokens = 40,
                         .outputTokens = 20,
                         .estimatedCostUSD = 0.5,
+                        .unpricedTurnCount = 3,
                         .sessionCount = 3,
                         .turnCount = 4,
                         .byAgent = {}};
-  expected.byAgent["claude"] = {.totalTokens = 45, .inputTokens = 30, .outputTokens = 15, .turnCount = 3};
-  expected.byAgent["codex"] = {
-      .totalTokens = 15, .inputTokens = 10, .outputTokens = 5, .estimatedCostUSD = 0.5, .turnCount = 1};
+  expected.byAgent["claude"] = {
+      .totalTokens = 45, .inputTokens = 30, .outputTokens = 15, .unpricedTurnCount = 3, .turnCount = 3};
+  expected.byAgent["codex"] = {.totalTokens = 15,
+                               .inputTokens = 10,
+                               .outputTokens = 5,
+                               .estimatedCostUSD = 0.5,
+                               .unpricedTurnCount = 0,
+                               .turnCount = 1};
   EXPECT_EQ(store.summary(noon, noon + 10), expected);
 }
 
@@ -174,7 +181,8 @@ TEST_F(UsageStoreTest, ExportHoldsTheCalendarDayAndEverySession) {
       "outputTokens": 10,
       "reasoningTokens": 0,
       "startedAt": "2026-11-21T12:00:00Z",
-      "totalTokens": 30
+      "totalTokens": 30,
+      "unpricedTurnCount": 2
     }
   ],
   "todaySummary": {
@@ -187,7 +195,8 @@ TEST_F(UsageStoreTest, ExportHoldsTheCalendarDayAndEverySession) {
         "reasoningTokens": 0,
         "sessionCount": 0,
         "totalTokens": 15,
-        "turnCount": 1
+        "turnCount": 1,
+        "unpricedTurnCount": 1
       }
     },
     "cacheWriteTokens": 0,
@@ -197,7 +206,8 @@ TEST_F(UsageStoreTest, ExportHoldsTheCalendarDayAndEverySession) {
     "reasoningTokens": 0,
     "sessionCount": 1,
     "totalTokens": 15,
-    "turnCount": 1
+    "turnCount": 1,
+    "unpricedTurnCount": 1
   }
 })");
 }
