@@ -179,8 +179,8 @@ void measureBacklog(const std::string& folder) {
   std::printf("batch   %zu events kept, peak memory %.1f MB\n", batch.size(), peakMegabytes());
 }
 
-void measureIdlePoll(const std::string& folder) {
-  for (int i = 0; i < 400; ++i) {
+void measureIdlePoll(const std::string& folder, int files) {
+  for (int i = 0; i < files; ++i) {
     const std::string project = folder + "/-Users-me-project" + std::to_string(i / 20);
     std::filesystem::create_directories(project);
     std::ofstream(project + "/" + std::to_string(i) + ".jsonl") << "{}\n";
@@ -191,8 +191,8 @@ void measureIdlePoll(const std::string& folder) {
   std::vector<double> times;
   for (int i = 0; i < 200; ++i) times.push_back(seconds([&] { logs->readNew(Date::now(), ignore); }));
   std::ranges::sort(times);
-  std::printf("idle    %.3f ms median, %.3f ms at 95 %%, 400 files in 20 folders\n", times[100] * 1e3,
-              times[190] * 1e3);
+  std::printf("idle    %.3f ms median, %.3f ms at 95 %%, %d files in %d folders\n", times[100] * 1e3,
+              times[190] * 1e3, files, files / 20);
 }
 
 }  // namespace
@@ -203,7 +203,8 @@ int main() {
   if (::mkdtemp(folder.data()) == nullptr) return 1;
   std::filesystem::create_directories(folder + "/backlog");
   vigilo::measureBacklog(folder + "/backlog");
-  vigilo::measureIdlePoll(folder + "/idle");
+  vigilo::measureIdlePoll(folder + "/idle", 400);
+  vigilo::measureIdlePoll(folder + "/many", 10000);
   std::filesystem::remove_all(folder);
   return 0;
 }

@@ -22,16 +22,13 @@ struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-bool isOlder(const LogFile& a, const LogFile& b) {
-  return std::tie(a.mark.modifiedNanoseconds, a.path) < std::tie(b.mark.modifiedNanoseconds, b.path);
-}
-
 class Walk {
  public:
-  explicit Walk(std::size_t limit) : limit_(limit) {}
+  Walk(std::size_t limit, const LogPlaceVisitor& visit) : limit_(limit), visit_(visit) {}
 
   void visit(UniqueFd fd, const std::string& path, int depth) {
     if (!fd) return;
+    if (visit_) visit_(path, true);
     const std::unique_ptr<DIR, CloseFolder> folder(::fdopendir(fd.get()));
     if (!folder) return;
     const int descriptor = fd.release();  // the DIR's from here on
@@ -39,7 +36,8 @@ class Walk {
       const std::string_view name = entry->d_name;
       if (name == "." || name == "..") continue;
       const bool isFolder = entry->d_type == DT_DIR;
-      if (!isFolder && name.ends_with(extension) && name != extension) {
+      if (!isFolder && isLogFile(name)) {
+        if (visit_ && entry->d_type != DT_REG) visit_(path + "/" + entry->d_name, false);
         consider(descriptor, entry->d_name, path);
       } else if ((isFolder || entry->d_type == DT_UNKNOWN) && depth < deepestFolder) {
         constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -63,13 +61,24 @@ class Walk {
   }
 
   const std::size_t limit_;
+  const LogPlaceVisitor& visit_;
   std::vector<LogFile> newest_;  // oldest first
 };
 
 }  // namespace
 
-std::vector<LogFile> newestLogFiles(const std::string& folder, std::size_t limit) {
-  Walk walk(limit);
+bool isLogFile(std::string_view path) {
+  const std::string_view name = path.substr(path.rfind('/') + 1);
+  return name.ends_with(extension) && name != extension;
+}
+
+bool isOlder(const LogFile& a, const LogFile& b) {
+  return std::tie(a.mark.modifiedNanoseconds, a.path) < std::tie(b.mark.modifiedNanoseconds, b.path);
+}
+
+std::vector<LogFile> newestLogFiles(const std::string& folder, std::size_t limit,
+                                    const LogPlaceVisitor& visit) {
+  Walk walk(limit, visit);
   walk.visit(UniqueFd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), folder, 0);
   return walk.take();
 }

@@ -86,7 +86,7 @@ void LogFolder::readFile(const std::string& path, Known& known, LineReader& read
 
 void LogFolder::readNew(LogVisitor& visitor) {
   LineReader reader;  // of this poll only: between polls no buffer is kept
-  for (const LogFile& file : newestLogFiles(path_, filesFollowed)) {
+  for (const LogFile& file : newest_.look()) {
     Known& known = known_[file.path];
     if (known.mark != file.mark) readFile(file.path, known, reader, visitor);
   }

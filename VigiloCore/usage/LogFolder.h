@@ -4,8 +4,8 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "support/NewestLogFiles.h"
 #include "usage/LineReader.h"
+#include "usage/NewestLogs.h"
 
 namespace vigilo {
 
@@ -33,7 +33,7 @@ class LogFolder {
  public:
   static constexpr std::size_t filesFollowed = 5;
 
-  explicit LogFolder(std::string path) : path_(std::move(path)) {}
+  explicit LogFolder(std::string path) : newest_(std::move(path), filesFollowed) {}
 
   void readNew(LogVisitor& visitor);
 
@@ -46,7 +46,7 @@ class LogFolder {
 
   void readFile(const std::string& path, Known& known, LineReader& reader, LogVisitor& visitor);
 
-  const std::string path_;
+  NewestLogs newest_;
   std::unordered_map<std::string, Known> known_;
 };
 
