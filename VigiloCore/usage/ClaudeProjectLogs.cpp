@@ -1,5 +1,6 @@
 #include "usage/ClaudeProjectLogs.h"
 
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "support/Uuid.h"
 #include "usage/LogFolder.h"
 #include "usage/ModelRateCard.h"
+#include "usage/SessionReports.h"
 #include "usage/UsageJson.h"
 
 namespace vigilo {
@@ -15,6 +17,7 @@ namespace {
 using usagejson::check;
 using usagejson::count;
 using usagejson::fields;
+using usagejson::flag;
 using usagejson::isObject;
 using usagejson::text;
 using usagejson::Value;
@@ -27,6 +30,7 @@ constexpr std::int64_t assumedWindow = 200000;
 struct Line {
   std::optional<std::string_view> type, sessionId, messageId, uuid, model, timestamp;
   bool hasUsage = false;
+  bool isSidechain = false;  // of a sub-agent
   std::optional<std::int64_t> input, output, cacheRead, cacheWrite, thinking;
 
   bool read(usagejson::ObjectReader& json, std::string_view line) {
@@ -34,6 +38,7 @@ struct Line {
       if (key == "type") return text(value, type);
       if (key == "message") return readMessage(value);
       if (key == "sessionId") return text(value, sessionId);
+      if (key == "isSidechain") return flag(value, isSidechain);
       if (key == "uuid") return text(value, uuid);
       if (key == "timestamp") return text(value, timestamp);
       return check(value);
@@ -83,10 +88,14 @@ std::optional<Date> lineTime(const std::optional<std::string_view>& timestamp) {
 
 class Visitor final : public LogVisitor {
  public:
-  Visitor(Date now, const UsageSource::Sink& onEvent) : now_(now), onEvent_(onEvent) {}
+  Visitor(Date now, const UsageSource::Sink& onEvent, SessionReports& reports)
+      : now_(now), onEvent_(onEvent), reports_(reports) {}
 
-  void beginFile(const std::string& path, bool) override {
+  void beginFile(const std::string& path, Date modifiedAt, bool) override {
+    path_ = path;
     fileName_ = std::filesystem::path(path).stem().string();
+    modifiedAt_ = modifiedAt;
+    newest_ = {};
   }
 
   // Every line with usage has the key; within a text the quotes would be escaped.
@@ -99,14 +108,27 @@ class Visitor final : public LogVisitor {
     Line line;
     if (!line.read(json_, text)) return false;
     if (line.total() < 1) return true;
-    newest_ = eventOf(line, index);
-    onEvent_(*newest_);
+    UsageEvent event = eventOf(line, index);
+    onEvent_(event);
+    newest_[line.isSidechain ? 1 : 0] = std::move(event);
+    endsWithSidechain_ = line.isSidechain;
     return true;
   }
 
-  const std::optional<UsageEvent>& newest() const { return newest_; }
+  // Current releases give each sub-agent a file of its own, older ones a chain beside the main one.
+  void endFile() override {
+    if (newest_[0]) report(path_, *newest_[0], !endsWithSidechain_);
+    if (newest_[1]) report(path_ + " sidechain", *newest_[1], endsWithSidechain_);
+  }
 
  private:
+  void report(const std::string& part, const UsageEvent& event, bool isNewest) {
+    ProviderBudgetReport report = reportOf(event, now_);
+    report.context = BudgetMetric<ContextBudget>::known(
+        ContextBudget::of(*event.contextWindow, *event.totalTokens), 1.0, source);
+    reports_.put(part, std::move(report), modifiedAt_, isNewest);
+  }
+
   UsageEvent eventOf(const Line& line, std::size_t index) const {
     const std::optional<std::string> model(line.model.value_or(assumedModel));
     const std::string sessionId(line.sessionId ? *line.sessionId : fileName_);
@@ -135,8 +157,13 @@ class Visitor final : public LogVisitor {
   const Date now_;
   const UsageSource::Sink& onEvent_;
   usagejson::ObjectReader json_;
+  SessionReports& reports_;
+  // Of the file that is being read.
+  std::string path_;
   std::string fileName_;  // without its extension
-  std::optional<UsageEvent> newest_;
+  Date modifiedAt_;
+  std::array<std::optional<UsageEvent>, 2> newest_;  // of the main chain and of a sub-agent's
+  bool endsWithSidechain_ = false;
 };
 
 class ClaudeProjectLogs final : public UsageSource {
@@ -144,20 +171,16 @@ class ClaudeProjectLogs final : public UsageSource {
   explicit ClaudeProjectLogs(std::string folder) : folder_(std::move(folder)) {}
 
   void readNew(Date now, const Sink& onEvent) override {
-    Visitor visitor(now, onEvent);
+    Visitor visitor(now, onEvent, reports_);
     folder_.readNew(visitor);
-    const auto& event = visitor.newest();
-    if (!event) return;
-    report_ = reportOf(*event, now);
-    report_->context = BudgetMetric<ContextBudget>::known(
-        ContextBudget::of(*event->contextWindow, *event->totalTokens), 1.0, source);
-    report_->lowBudgetAlert = report_->evaluateAlert(now);
+    report_ = reports_.current(now);
   }
 
   std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
 
  private:
   LogFolder folder_;
+  SessionReports reports_;
   std::optional<ProviderBudgetReport> report_;
 };
 

@@ -10,6 +10,7 @@
 #include "support/Uuid.h"
 #include "usage/LogFolder.h"
 #include "usage/ModelRateCard.h"
+#include "usage/SessionReports.h"
 #include "usage/UsageJson.h"
 
 namespace vigilo {
@@ -166,13 +167,16 @@ class CodexRollouts final : public UsageSource, private LogVisitor {
     now_ = now;
     onEvent_ = &onEvent;
     folder_.readNew(*this);
+    report_ = reports_.current(now);
     json_ = {};  // its memory is needed only while reading
   }
 
   std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
 
  private:
-  void beginFile(const std::string& path, bool isFromStart) override {
+  void beginFile(const std::string& path, Date modifiedAt, bool isFromStart) override {
+    path_ = path;
+    modifiedAt_ = modifiedAt;
     file_ = &files_[path];
     if (isFromStart) *file_ = {};
     sessionId_ = std::filesystem::path(path).stem().string();
@@ -238,24 +242,27 @@ class CodexRollouts final : public UsageSource, private LogVisitor {
     if (!std::exchange(file_->hasNews, false)) return;
     UsageEvent none{.agentType = AgentType::codex, .sessionId = sessionId_, .source = source};
     none.modelId = file_->model.value_or(assumedModel);
-    report_ = reportOf(file_->newest.value_or(none), now_);
+    ProviderBudgetReport report = reportOf(file_->newest.value_or(none), now_);
     if (file_->context) {
-      report_->context = BudgetMetric<ContextBudget>::known(*file_->context, 1.0, "codex-rollout");
+      report.context = BudgetMetric<ContextBudget>::known(*file_->context, 1.0, "codex-rollout");
     }
     if (file_->quota) {
-      report_->quota = BudgetMetric<AccountQuotaBudget>::known(*file_->quota, 1.0, "codex-rate-limits");
+      report.quota = BudgetMetric<AccountQuotaBudget>::known(*file_->quota, 1.0, "codex-rate-limits");
     }
-    report_->lowBudgetAlert = report_->evaluateAlert(now_);
+    reports_.put(path_, std::move(report), modifiedAt_);
   }
 
   LogFolder folder_;
   std::unordered_map<std::string, FileState> files_;  // by path
+  SessionReports reports_;
   std::optional<ProviderBudgetReport> report_;
   // Of the poll and the file that is being read.
   Date now_;
   const Sink* onEvent_ = nullptr;
   usagejson::ObjectReader json_;
   FileState* file_ = nullptr;
+  std::string path_;
+  Date modifiedAt_;
   std::string sessionId_;
 };
 

@@ -77,7 +77,7 @@ void LogFolder::readFile(const std::string& path, Known& known, LineReader& read
       known.position.offset == 0 || !known.mark.isSameFile(*mark) || mark->size < known.position.offset;
   if (isFromStart) known = {};
   known.mark = *mark;
-  visitor.beginFile(path, isFromStart);
+  visitor.beginFile(path, mark->modifiedAt(), isFromStart);
   Lines lines(visitor, known.linesTaken);
   reader.read(fd.get(), known.position,
               [&lines](std::string_view line, bool isTerminated) { return lines.take(line, isTerminated); });

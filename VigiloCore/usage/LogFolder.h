@@ -15,7 +15,7 @@ class LogVisitor {
   virtual ~LogVisitor() = default;
 
   // `isFromStart`: nothing of what this file may have held before counts any more.
-  virtual void beginFile(const std::string& path, bool isFromStart) = 0;
+  virtual void beginFile(const std::string& path, Date modifiedAt, bool isFromStart) = 0;
   // Whether the line is worth parsing: asked of every line, so it must be cheap.
   virtual bool concerns(std::string_view line) const = 0;
   // Parses one line that concerns, numbered from 0 within its file, however often that was read meanwhile.

@@ -6,6 +6,7 @@
 #include "support/Uuid.h"
 #include "usage/ModelRateCard.h"
 #include "usage/OpenCodeDatabase.h"
+#include "usage/SessionReports.h"
 #include "usage/UsageJson.h"
 
 namespace vigilo {
@@ -111,28 +112,30 @@ class OpenCodeMessages final : public UsageSource {
       knownIds_.insert(message.id);
       onEvent(event);
       // A step that began earlier may end later; the newest message stays the one that is reported.
-      if (report_ && event.timestamp < reported_) continue;
-      reported_ = event.timestamp;
-      report(event, data.consumed(), now);
+      const bool isNewest = event.timestamp >= reported_;
+      if (isNewest) reported_ = event.timestamp;
+      report(event, data.consumed(), now, isNewest);
     }
+    report_ = reports_.current(now);
   }
 
   std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
 
  private:
-  void report(const UsageEvent& event, std::int64_t consumed, Date now) {
-    report_ = reportOf(event, now);
+  void report(const UsageEvent& event, std::int64_t consumed, Date now, bool isNewest) {
+    ProviderBudgetReport report = reportOf(event, now);
     if (event.contextWindow) {
-      report_->context =
+      report.context =
           BudgetMetric<ContextBudget>::known(ContextBudget::of(*event.contextWindow, consumed), 1.0, source);
     }
-    report_->lowBudgetAlert = report_->evaluateAlert(now);
+    reports_.put(event.sessionId, std::move(report), event.timestamp, isNewest);
   }
 
   OpenCodeDatabase database_;
   std::unordered_set<std::string> knownIds_;  // of the messages that became events
+  SessionReports reports_;
   std::optional<ProviderBudgetReport> report_;
-  Date reported_;  // the time of the message in the report
+  Date reported_{-1e18};  // the time of the newest message
 };
 
 }  // namespace

@@ -137,4 +137,12 @@ bool amount(Value& value, std::optional<double>& into) {
   return true;
 }
 
+bool flag(Value& value, bool& into) {
+  into = false;
+  if (!check(value)) return false;
+  bool found = false;
+  if (isOfType(value, json_type::boolean) && value.get_bool().get(found) == SUCCESS) into = found;
+  return true;
+}
+
 }  // namespace vigilo::usagejson

@@ -67,6 +67,9 @@ bool count(Value& value, std::optional<std::int64_t>& into);
 // Integers as well; within `largestPlausibleFigure`.
 bool amount(Value& value, std::optional<double>& into);
 
+// False where it is neither true nor false.
+bool flag(Value& value, bool& into);
+
 // Reads texts that are one object each. Keeps its working memory, about six times the longest text.
 class ObjectReader {
  public:

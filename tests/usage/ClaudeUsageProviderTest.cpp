@@ -6,6 +6,7 @@
 
 #include "tests/usage/ProviderFixture.h"
 #include "usage/LogFolder.h"
+#include "usage/SessionReports.h"
 
 namespace vigilo::test {
 namespace {
@@ -68,6 +69,48 @@ TEST_F(ClaudeUsageProviderTest, ALineBecomesAnEventAndTheReport) {
   EXPECT_EQ(budget.lastUpdated, time.now());
   ASSERT_TRUE(budget.lowBudgetAlert);
   EXPECT_EQ(budget.lowBudgetAlert->message, "Context window is low (13% remaining)");
+}
+
+// A sub-agent has a context of its own: in its own file, or in older releases in a chain beside the main one.
+TEST_F(ClaudeUsageProviderTest, ASubAgentHidesNoContextThatIsNearlyFull) {
+  const auto seconds = static_cast<std::int64_t>(time.now().unixSeconds());
+  const std::string full = R"({"input_tokens":188000,"output_tokens":5})";
+  const std::string little = R"({"input_tokens":2000,"output_tokens":5})";
+  std::string beside = line("s1", little);
+  beside.replace(beside.find("false"), 5, "true");
+  write("session.jsonl", line("m1", full) + "\n" + beside + "\n");
+  setModified(project + "session.jsonl", seconds - 20);
+  poll();
+  const auto expectNearlyFull = [this] {
+    EXPECT_EQ(report().context.value(), ContextBudget::of(200000, 188005));
+    ASSERT_TRUE(report().lowBudgetAlert);
+    EXPECT_EQ(report().lowBudgetAlert->level, LowBudgetLevel::critical);
+  };
+  expectNearlyFull();
+  // The main conversation waits for as long as the other one works.
+  time.advance(1000);
+  write("session/subagents/agent-1.jsonl", line("s2", little) + "\n");
+  setModified(project + "session/subagents/agent-1.jsonl", seconds + 1000);
+  poll();
+  expectNearlyFull();
+  add("session.jsonl", line("m2", little) + "\n");
+  setModified(project + "session.jsonl", seconds + 1001);
+  poll();
+  EXPECT_FALSE(report().lowBudgetAlert) << "its context was compacted";
+  // Another session, and then nobody for a while.
+  std::string other = line("o1", full);
+  other.replace(other.find(R"("session")"), 9, R"("other")");
+  write("other.jsonl", other + "\n");
+  setModified(project + "other.jsonl", seconds + 1000);
+  poll();
+  add("session.jsonl", line("m3", little) + "\n");
+  setModified(project + "session.jsonl", seconds + 1002);
+  poll();
+  EXPECT_EQ(report().sessionId, "other");
+  time.advance(SessionReports::activeSeconds);
+  poll();
+  EXPECT_EQ(report().sessionId, "session");
+  EXPECT_FALSE(report().lowBudgetAlert);
 }
 
 struct LineCase {
