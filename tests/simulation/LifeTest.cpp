@@ -122,7 +122,7 @@ class Life {
 
   void startHost() {
     decision_ = WakeDecision::Release{"Initializing"};
-    askedToRelease_ = false;
+    askedToRelease_ = holdIsDecided_ = false;
     world_.scanLag = upTo(99) / 100.0;
     world_.startHost();
     world_.host().onEvaluated = [this] { decided(world_.host().currentDecision.get()); };
@@ -151,6 +151,7 @@ class Life {
       expectedNotices_.push_back("vigilo.battery urgent silent: Vigilo released sleep protection at " +
                                  std::to_string(percent_) + "%.");
     }
+    if (was && !now.isHolding()) world_.requests.emplace_back("end");
     decision_ = now;
   }
 
@@ -163,8 +164,9 @@ class Life {
   // After a release nothing is asked for until the next hold is decided.
   void checkRequests() {
     for (const std::string& request : std::exchange(world_.requests, {})) {
-      if (request == "hold") askedToRelease_ = false;
-      if (request == "release") askedToRelease_ = true;
+      if (request == "hold" || request == "end") holdIsDecided_ = request == "hold";
+      // A release that had to wait for a helper that hung may come when the next hold is decided already.
+      if (request == "hold" || request == "release") askedToRelease_ = !holdIsDecided_;
       require(askedToRelease_, request != "acquire" && request != "renew", "asked for after the release");
     }
   }
@@ -227,6 +229,7 @@ class Life {
   Date pauseUntil_;
   int woke_ = -100;          // the second of the last wake-up
   int leasesLastUntil_ = 0;  // on the helper's clock, which was set back
+  bool holdIsDecided_ = false;
   bool askedToRelease_ = false;
   WakeDecision decision_;
   bool counts_ = false;  // whether a session counted as active at any moment of the second
