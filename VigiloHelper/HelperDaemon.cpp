@@ -1,6 +1,7 @@
 #include "HelperDaemon.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -31,6 +32,11 @@ std::string defaultSocketPath() {
   return ::geteuid() == 0 ? rootHelperSocket : HelperDaemon::fallbackSocketPath();
 }
 
+bool isReadable(int fd) {
+  pollfd entry{fd, POLLIN, 0};
+  return ::poll(&entry, 1, 0) > 0;
+}
+
 std::string folderOf(const std::string& path) {
   return path.substr(0, path.rfind('/'));
 }
@@ -51,7 +57,7 @@ HelperDaemon::HelperDaemon(Queue& mainQueue, std::optional<std::string> socketPa
                   VigiloWritePolicy::gate(Directories::ofCurrentUser()), Date::now, secondsAwake),
       handler_(leaseStore_),
       queue_(AsioQueue::withThread("com.vigilo.helper.queue")),
-      waitingRoom_(*queue_, {}, [this](const ReadyConnection& connection) { serve(connection); }) {}
+      waitingRoom_(*queue_, {}, [this](ReadyConnection connection) { enqueue(std::move(connection)); }) {}
 
 int HelperDaemon::start() {
   if (isServedByAnother()) {
@@ -109,15 +115,20 @@ bool HelperDaemon::bindSocket(int fd) const {
   return address && ::bind(fd, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) == 0;
 }
 
-// What the service manager kept of the process before bridges the gap until the hold is taken again; where it
-// is not, because its lease has lapsed, it ends here.
 void HelperDaemon::takeUpInheritedHold() {
-  const UniqueFd kept = serviceManager_->takeKeptHold();
   leaseStore_.retakeInheritedHold();
+  dropKeptHoldWhenReplaced();
+}
+
+// Stays for as long as a lease asks for a hold that is not in force yet: logind may be slow. One that had
+// lapsed meanwhile is not kept.
+void HelperDaemon::dropKeptHoldWhenReplaced() {
+  if (keptHold_ && !leaseStore_.isWaitingForHold()) keptHold_.reset();
 }
 
 void HelperDaemon::watch() {
   leaseStore_.checkWatchdog();
+  dropKeptHoldWhenReplaced();
   serviceManager_->tellAlive();
 }
 
@@ -130,12 +141,30 @@ void HelperDaemon::endOnSignal(int signal) {
 void HelperDaemon::acceptNext() {
   UniqueFd connection = acceptConnection(serverFd_.get());
   if (connection) {
+    std::list<UniqueFd> batch;
+    batch.push_back(std::move(connection));
+    // What a crowd has brought into the kernel's backlog comes in at once: somebody else may stand behind it.
+    while (batch.size() < backlog && batch.back() && isReadable(serverFd_.get()))
+      batch.push_back(acceptConnection(serverFd_.get()));
+    if (!batch.back()) batch.pop_back();
     // Waits for the queue: while it is busy, further connections stay in the kernel's backlog, where they
     // cost no descriptor of ours.
-    queue_->sync([&] { waitingRoom_.admit(std::move(connection)); });
+    queue_->sync([&] { waitingRoom_.admit(std::move(batch)); });
   } else if (errno != EINTR && errno != ECONNABORTED) {
     std::this_thread::sleep_for(pauseAfterFailedAccept);
   }
+}
+
+void HelperDaemon::enqueue(ReadyConnection connection) {
+  const bool isIdle = turns_.isEmpty();
+  if (turns_.add(std::move(connection)) && isIdle) queue_->async([this] { serveNext(); });
+}
+
+// One at a time, so that new connections come in between.
+void HelperDaemon::serveNext() {
+  const auto connection = turns_.next();
+  serve(*connection);
+  if (!turns_.isEmpty()) queue_->async([this] { serveNext(); });
 }
 
 void HelperDaemon::serve(const ReadyConnection& connection) {
@@ -144,6 +173,7 @@ void HelperDaemon::serve(const ReadyConnection& connection) {
   if (count <= 0) return;
   const auto reply =
       handler_.handle(std::string_view(request, static_cast<std::size_t>(count)), connection.user);
+  dropKeptHoldWhenReplaced();
   if (reply.uninstallAsked) scheduleUninstall();
   // A client that has gone gets no answer; nobody else misses it.
   (void)sendOnce(connection.fd.get(), reply.bytes);

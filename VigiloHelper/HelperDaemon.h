@@ -6,6 +6,7 @@
 
 #include "helper/DeepHoldLeaseStore.h"
 #include "helper/HelperRequestHandler.h"
+#include "helper/RequestTurns.h"
 #include "platform/ServiceManager.h"
 #include "platform/SystemPowerControlling.h"
 #include "support/AsioQueue.h"
@@ -17,11 +18,14 @@ namespace vigilo {
 // nobody renews.
 //
 // The main thread accepts, and does nothing else. Everything that follows happens on one serial queue: an
-// accepted connection waits in the queue's poller for its first byte, without a time-out; then come one read,
-// the request, one write and the end of the connection. A watchdog tick or a request runs at a time.
+// accepted connection waits in the queue's poller for its first byte, without a time-out, and then for its
+// user's turn; then come one read, the request, one write and the end of the connection. A watchdog tick or a
+// request runs at a time.
 //
 // The daemon lives as long as its process: once it listens it is never destroyed. The state file lies beside
 // the socket. A signal ends the process with the record left as it is: the next start takes the hold over.
+//
+// The hold that the service manager kept of an earlier process bridges the time until this one's is in force.
 //
 // The service manager hears when the daemon accepts, that its queue makes progress (each tick and each
 // request says so), and when it is about to end.
@@ -43,15 +47,19 @@ class HelperDaemon {
   bool listen();
   bool bindSocket(int fd) const;
   void takeUpInheritedHold();
+  void dropKeptHoldWhenReplaced();
   void watch();
   void endOnSignal(int signal);
   void acceptNext();
+  void enqueue(ReadyConnection connection);
+  void serveNext();
   void serve(const ReadyConnection& connection);
   void scheduleUninstall();
 
   Queue& mainQueue_;
   const std::string socketPath_;
   const std::unique_ptr<ServiceManager> serviceManager_;
+  UniqueFd keptHold_ = serviceManager_->takeKeptHold();  // on queue_, once that has work
   const std::unique_ptr<SystemPowerControlling> powerController_;
   DeepHoldLeaseStore leaseStore_;
   HelperRequestHandler handler_;  // on queue_
@@ -59,6 +67,7 @@ class HelperDaemon {
   bool isRunning_ = false;             // the accept loop's
   bool isUninstallScheduled_ = false;  // on queue_
   std::unique_ptr<AsioQueue> queue_;
+  RequestTurns turns_;  // on queue_
   SocketWaitingRoom waitingRoom_;
   CancelToken watchdogTimer_;
 };

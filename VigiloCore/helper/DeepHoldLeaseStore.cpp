@@ -72,6 +72,11 @@ bool DeepHoldLeaseStore::isHolding() const {
   return state_.isHolding;
 }
 
+bool DeepHoldLeaseStore::isWaitingForHold() {
+  const LockGuard guard(lock_);
+  return state_.isHolding && !hasLapsed() && !powerController_.readSleepDisabled().value_or(false);
+}
+
 bool DeepHoldLeaseStore::acquire(const std::string& leaseId, double ttlSeconds) {
   const LockGuard guard(lock_);
   setLease(leaseId, ttlSeconds);

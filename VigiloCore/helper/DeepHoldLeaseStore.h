@@ -65,6 +65,8 @@ class DeepHoldLeaseStore {
 
   DeepSleepStatus status() VIGILO_EXCLUDES(lock_);
   bool isHolding() const VIGILO_EXCLUDES(lock_);
+  // Whether a lease that has not lapsed asks for a hold that is not in force.
+  bool isWaitingForHold() VIGILO_EXCLUDES(lock_);
 
   // Takes the hold, or takes over an existing one; always true. `ttlSeconds` must fit a whole number of
   // seconds: anything else aborts.
