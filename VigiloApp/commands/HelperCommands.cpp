@@ -95,6 +95,12 @@ int helperUninstallCommand(const Directories& directories) {
                                  "the helper keeps its hold: another user has taken it, or giving it back "
                                  "failed. The helper's log says which."));
   }
+  if (runningHost(directories)) {
+    return fail(
+        exitFailure,
+        "the hold is given back, but your host runs and takes it again within seconds while agents work: "
+        "end the host first, and with `vigilo login off` its next start");
+  }
   return exitOk;
 }
 
