@@ -4,6 +4,8 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <utility>
+#include <vector>
 
 #include "VigiloApp/commands/DurationText.h"
 #include "VigiloApp/control/ControlProtocol.h"
@@ -32,7 +34,7 @@ class StatusTextTest : public testing::Test {
                                           .originalSleepDisabledState = false,
                                           .currentSystemSleepDisabled = true};
   }
-  void expect(std::initializer_list<const char*> parts) const {
+  void expect(const std::vector<const char*>& parts) const {
     const std::string text = statusText(report, now);
     for (const char* part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\nin\n" << text;
   }
@@ -56,7 +58,7 @@ TEST_F(StatusTextTest, TheHeadlineFollowsWhatIsInForce) {
   using S = HoldState;
   using I = IdleHold;
   using D = DeepHold;
-  const std::pair<HoldInForce, std::initializer_list<const char*>> rows[] = {
+  const std::pair<HoldInForce, std::vector<const char*>> rows[] = {
       {{S::held, I::held, D::held}, {"Vigilo holds this machine awake: Claude Code working (1 agent)"}},
       {{S::notYet, I::notYet, D::notYet},
        {"Vigilo is about to hold", "idle sleep  asked for", "deep sleep  asked for"}},

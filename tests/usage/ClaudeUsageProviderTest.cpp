@@ -262,7 +262,7 @@ TEST_F(ClaudeUsageProviderTest, WhatCannotBeReadIsPassedOver) {
   const bool isRoot = ::geteuid() == 0;  // whom no permission stops
   if (isRoot) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(home.path())) {
-      ASSERT_EQ(::lchown(entry.path().c_str(), 65534, 65534), 0);
+      if (::lchown(entry.path().c_str(), 65534, 65534) != 0) GTEST_SKIP() << "this root may be nobody else";
     }
     ::chmod(home.path().c_str(), 0755);
     ::setfsuid(65534);
