@@ -163,7 +163,7 @@ void measureBacklog(const std::string& folder) {
   for (int round = 0; round < rounds; ++round) {
     own = std::min(own, seconds([&] {
                      events = 0;
-                     claudeProjectLogs(folder)->readNew(Date::now(), [&](const UsageEvent&) { ++events; });
+                     claudeProjectLogs({folder})->readNew(Date::now(), [&](const UsageEvent&) { ++events; });
                    }));
     if (round == 0) peak = peakMegabytes();
     plain = std::min(plain, seconds([&] { plainEvents = plainLoop(folder); }));
@@ -174,8 +174,8 @@ void measureBacklog(const std::string& folder) {
   std::printf("plain   %.2f GB/s, %zu lines\n", size / plain, plainEvents);
   std::printf("ratio   %.2f\n", plain / own);
   std::vector<UsageEvent> batch;
-  claudeProjectLogs(folder)->readNew(Date::now(),
-                                     [&](UsageEvent event) { batch.push_back(std::move(event)); });
+  claudeProjectLogs({folder})->readNew(Date::now(),
+                                       [&](UsageEvent event) { batch.push_back(std::move(event)); });
   std::printf("batch   %zu events kept, peak memory %.1f MB\n", batch.size(), peakMegabytes());
 }
 
@@ -185,7 +185,7 @@ void measureIdlePoll(const std::string& folder, int files) {
     std::filesystem::create_directories(project);
     std::ofstream(project + "/" + std::to_string(i) + ".jsonl") << "{}\n";
   }
-  const auto logs = claudeProjectLogs(folder);
+  const auto logs = claudeProjectLogs({folder});
   const auto ignore = [](const UsageEvent&) {};
   logs->readNew(Date::now(), ignore);
   std::vector<double> times;

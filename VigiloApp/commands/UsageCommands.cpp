@@ -14,6 +14,7 @@
 #include "VigiloApp/commands/TextTable.h"
 #include "VigiloApp/commands/UsageText.h"
 #include "VigiloApp/control/FetchReport.h"
+#include "VigiloApp/host/FoldersInUse.h"
 #include "VigiloApp/host/InstanceLock.h"
 #include "VigiloApp/host/UsageAnswers.h"
 #include "VigiloApp/host/UsageProviders.h"
@@ -112,7 +113,7 @@ int resetWithoutHost(const Directories& directories) {
 
 // What a host would tell; nothing is saved.
 std::vector<ProviderBudgetReport> pollOnce(const Directories& directories) {
-  UsageProviders providers(directories);
+  UsageProviders providers(withAgentFolders(directories));
   UsageStore store(
       directories, [](const std::string&) { return false; }, Date::now);
   std::vector<ProviderBudgetReport> reports;

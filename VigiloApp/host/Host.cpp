@@ -1,4 +1,5 @@
 #include "VigiloApp/host/Host.h"
+#include "VigiloApp/host/FoldersInUse.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -137,10 +138,9 @@ Host::Host(const Directories& directories, RecentLog& recentLog, EndWatch& endWa
       receiver_(std::make_shared<HookEventReceiver>(directories.hookSocket(), *hooks_, Date::now)),
       deep_(std::make_shared<DeepSleepController>(
           *deepSleep_, transport_, DeepSleepController::Paths{rootHelperSocket, directories.helperSocket()})),
-      processes_(
-          std::make_shared<ProcessMonitor>(*scans_, Date::now,
-                                           ProcessMonitor::Sources{directories.home, *platform_.processTable,
-                                                                   *platform_.runningApplications})),
+      processes_(std::make_shared<ProcessMonitor>(
+          *scans_, Date::now,
+          ProcessMonitor::Sources{directories, *platform_.processTable, *platform_.runningApplications})),
       usageStore_(directories, VigiloWritePolicy::gate(directories), Date::now),
       usage_(UsageCoordinator::create({.mainQueue = *main_,
                                        .queue = *usageQueue_,
@@ -340,7 +340,7 @@ int runHost(const Directories& directories, HostOptions options) {
   }
   if (lock.error) return fail(exitNoPermission, lock.error->description);
   EndWatch endWatch;
-  return Host(directories, recentLog, endWatch).run();
+  return Host(withAgentFolders(directories), recentLog, endWatch).run();
 }
 
 }  // namespace vigilo

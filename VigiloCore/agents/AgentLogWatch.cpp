@@ -26,7 +26,7 @@ bool AgentLogWatch::changedWithin(double seconds, Date now) {
 
 void AgentLogWatch::search() {
   newest_.reset();
-  for (const auto& folder : folders()) {
+  for (const auto& folder : logFolders()) {
     for (auto& file : newestLogFiles(folder, 1)) {
       if (!newest_ || newest_->mark.modifiedNanoseconds < file.mark.modifiedNanoseconds)
         newest_ = std::move(file);
@@ -34,13 +34,15 @@ void AgentLogWatch::search() {
   }
 }
 
-std::vector<std::string> AgentLogWatch::folders() const {
-  if (subfolder_.empty()) return {folder_};
+std::vector<std::string> AgentLogWatch::logFolders() const {
+  if (subfolder_.empty()) return folders_;
   std::vector<std::string> found;
-  std::error_code error;
-  for (std::filesystem::directory_iterator at(folder_, error), end; !error && at != end;
-       at.increment(error)) {
-    found.push_back(at->path().string() + "/" + subfolder_);
+  for (const auto& folder : folders_) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end;
+         at.increment(error)) {
+      found.push_back(at->path().string() + "/" + subfolder_);
+    }
   }
   return found;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <utility>
 
+#include "agents/AgentPlaces.h"
 #include "agents/AntigravityTranscripts.h"
 #include "agents/ProcessClassification.h"
 
@@ -68,8 +69,8 @@ ProcessMonitor::ProcessMonitor(Queue& queue, Clock clock, Sources sources)
     : queue_(queue),
       clock_(std::move(clock)),
       sources_(std::move(sources)),
-      claudeLogs_(sources_.home + "/.claude/projects"),
-      geminiLogs_(sources_.home + "/.gemini/tmp", "chats") {}
+      claudeLogs_(AgentPlaces::of(sources_.directories).claudeProjects),
+      geminiLogs_(AgentPlaces::of(sources_.directories).geminiWork, "chats") {}
 
 void ProcessMonitor::start(double intervalSeconds) {
   const auto interval = std::chrono::duration_cast<Duration>(std::chrono::duration<double>(intervalSeconds));
@@ -121,7 +122,7 @@ ProcessMonitor::AntigravityState ProcessMonitor::checkAntigravityWorkingState(
 
 void ProcessMonitor::addAntigravity(std::vector<ProcessMatch>& matches,
                                     const std::vector<RunningApplication>& applications, Date now) const {
-  auto state = checkAntigravityWorkingState(applications, sources_.home, now);
+  auto state = checkAntigravityWorkingState(applications, sources_.directories.home, now);
   if (!state.isRunning) return;
   const auto application = findAntigravity(applications);
   matches.push_back({.agent = AgentType::antigravity,

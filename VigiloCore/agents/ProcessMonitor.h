@@ -6,6 +6,7 @@
 
 #include "agents/AgentLogWatch.h"
 #include "agents/ProcessMatch.h"
+#include "platform/Directories.h"
 #include "platform/ProcessTable.h"
 #include "platform/RunningApplications.h"
 #include "support/Mutex.h"
@@ -27,7 +28,7 @@ class ProcessMonitor {
 
   // Where the monitor looks; the table and the applications are asked on the queue only.
   struct Sources {
-    std::string home;  // below it lie the agents' transcripts and logs
+    Directories directories;  // where the agents' transcripts and logs lie
     ProcessTable& processes;
     RunningApplications& applications;
   };

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "agents/AgentPlaces.h"
 #include "support/Log.h"
 #include "support/NormalPath.h"
 
@@ -12,11 +13,9 @@ namespace {
 
 constexpr Log logger{"com.vigilo.app", "security"};
 
-// Below the home folder: the agents' own places, shell start-up files, version control, keys.
-constexpr std::string_view prohibitedAtHome[] = {
-    "/.codex",        "/.claude",   "/.claude.json", "/.gemini", "/.config/opencode",
-    "/.cursor",       "/.windsurf", "/.antigravity", "/.zshrc",  "/.bashrc",
-    "/.bash_profile", "/.profile",  "/.gitconfig",   "/.ssh"};
+// Below the home folder, beside the agents' own places: shell start-up files, version control, keys.
+constexpr std::string_view prohibitedAtHome[] = {"/.zshrc",   "/.bashrc",    "/.bash_profile",
+                                                 "/.profile", "/.gitconfig", "/.ssh"};
 constexpr std::string_view prohibitedAnywhere[] = {"/etc", "/usr", "/bin", "/sbin"};
 
 // Empty for a relative path where the working folder is gone: nobody can say where that lies.
@@ -34,6 +33,9 @@ bool isAtOrBelow(std::string_view path, std::string_view place) {
 
 bool isProhibited(std::string_view path, const Directories& directories) {
   if (path.empty()) return true;
+  for (const auto& place : AgentPlaces::of(directories).prohibited) {
+    if (isAtOrBelow(path, place)) return true;
+  }
   for (const auto place : prohibitedAtHome) {
     if (isAtOrBelow(path, directories.atHome(place))) return true;
   }

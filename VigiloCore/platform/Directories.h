@@ -2,8 +2,15 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vigilo {
+
+// Folders of agents that lie elsewhere than usual: those of Claude Code, Codex and Gemini as a whole, and
+// OpenCode's data.
+struct AgentFolders {
+  std::vector<std::string> claude, codex, gemini, openCode;
+};
 
 // Where this system's files lie: one layout on every platform, below the home folder, because programs that
 // meet at a socket must not depend on what else is in their environment. Absolute paths in normal form
@@ -14,6 +21,7 @@ struct Directories {
   std::string applicationSupport;  // ~/Library/Application Support
   std::string preferences;         // ~/Library/Preferences
   std::string temporary;           // the process's temporary folder: $TMPDIR, else /tmp
+  AgentFolders agentFolders;       // as the user's variables and settings name them
 
   // What lies below the home folder, which may be "/"; `place` begins with a slash.
   std::string atHome(std::string_view place) const {

@@ -5,8 +5,6 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
-#include <locale>
-#include <sstream>
 
 #include "support/NearestWord.h"
 
@@ -20,6 +18,10 @@ constexpr std::size_t mostProblems = 20;  // a file of something else altogether
 
 constexpr Setting flag(SettingKey key, const char* name, bool fallback, const char* meaning) {
   return {key, name, SettingType::boolean, fallback ? 1.0 : 0.0, 0, 1, trueOrFalse, meaning};
+}
+
+constexpr Setting folderList(SettingKey key, const char* name, const char* meaning) {
+  return {key, name, SettingType::folders, 0, 0, 0, "absolute folders with colons between, or none", meaning};
 }
 
 constexpr std::array settings{
@@ -42,6 +44,9 @@ constexpr std::array settings{
     Setting{pauseUntil, "pauseUntil", SettingType::date, 0, 0, 0,
             "an ISO 8601 date such as 2026-11-21T08:00:00Z, or none",
             "until when sleep is allowed whatever agents do; `vigilo pause`"},
+    folderList(claudeFolders, "claudeFolders", "where Claude Code keeps its files, besides its own folder"),
+    folderList(codexFolders, "codexFolders", "where Codex CLI keeps its files, besides its own folder"),
+    folderList(openCodeFolders, "openCodeFolders", "where OpenCode keeps its files, besides its own folder"),
 };
 
 constexpr bool isInOrder() {
@@ -56,61 +61,10 @@ constexpr const Setting& settingOf(SettingKey key) {
   return settings[static_cast<std::size_t>(key)];
 }
 
-// The default as it is stored; absent for a date.
-std::optional<DefaultsValue> fallbackValue(const Setting& setting) {
-  switch (setting.type) {
-    case SettingType::boolean:
-      return setting.fallback != 0;
-    case SettingType::integer:
-      return static_cast<std::int64_t>(setting.fallback);
-    case SettingType::number:
-      return setting.fallback;
-    case SettingType::date:
-      break;
-  }
-  return std::nullopt;
-}
-
 int clampedFloor(std::int64_t percent) {
   constexpr const Setting& setting = settingOf(batteryFloorPercent);
   return static_cast<int>(
       std::clamp(percent, static_cast<std::int64_t>(setting.least), static_cast<std::int64_t>(setting.most)));
-}
-
-// Numbers read and print with a point whatever the program's locale.
-std::optional<double> parseNumber(std::string_view text) {
-  std::istringstream stream{std::string(text)};
-  stream.imbue(std::locale::classic());
-  double value = 0;
-  stream >> std::noskipws >> value;
-  if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) return std::nullopt;
-  return value;
-}
-
-std::string printNumber(double value) {
-  std::ostringstream stream;
-  stream.imbue(std::locale::classic());
-  stream.precision(15);
-  stream << value;
-  return stream.str();
-}
-
-// The value that the text gives the setting.
-std::optional<DefaultsValue> parse(const Setting& setting, std::string_view text) {
-  if (setting.type == SettingType::boolean) {
-    if (text != "true" && text != "false") return std::nullopt;
-    return text == "true";
-  }
-  if (setting.type == SettingType::date) {
-    const auto date = Date::fromIso8601(text);
-    if (!date) return std::nullopt;
-    return *date;
-  }
-  const auto value = parseNumber(text);
-  if (!value || !(*value >= setting.least && *value <= setting.most)) return std::nullopt;
-  if (setting.type == SettingType::number) return *value;
-  if (*value != std::floor(*value)) return std::nullopt;
-  return static_cast<std::int64_t>(*value);
 }
 
 const Setting* settingNamed(std::string_view name) {
@@ -130,40 +84,6 @@ Result<const Setting*, SettingError> find(std::string_view name) {
   for (const Setting& setting : settings) names.append(names.empty() ? "" : ", ").append(setting.name);
   return SettingError{"There is no setting \"" + std::string(name) + "\"." + nearestName(name) +
                       " There are: " + names + "."};
-}
-
-// A stored value as a person would write it; strings in quotes.
-std::string shown(const DefaultsValue& value) {
-  if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "true" : "false";
-  if (const auto* whole = std::get_if<std::int64_t>(&value)) return std::to_string(*whole);
-  if (const auto* number = std::get_if<double>(&value)) return printNumber(*number);
-  if (const auto* date = std::get_if<Date>(&value)) return date->iso8601();
-  return "\"" + std::get<std::string>(value) + "\"";
-}
-
-bool isOfItsType(const Setting& setting, const DefaultsValue& value) {
-  switch (setting.type) {
-    case SettingType::boolean:
-      return std::holds_alternative<bool>(value);
-    case SettingType::integer:
-      return std::holds_alternative<std::int64_t>(value);
-    case SettingType::number:
-      return std::holds_alternative<double>(value) || std::holds_alternative<std::int64_t>(value);
-    case SettingType::date:
-      break;
-  }
-  return std::holds_alternative<Date>(value);
-}
-
-bool isInRange(const Setting& setting, const DefaultsValue& value) {
-  double number = 0;
-  if (const auto* whole = std::get_if<std::int64_t>(&value))
-    number = static_cast<double>(*whole);
-  else if (const auto* fraction = std::get_if<double>(&value))
-    number = *fraction;
-  else
-    return true;
-  return number >= setting.least && number <= setting.most;
 }
 
 std::atomic<SettingsStore*> sharedStore{nullptr};
@@ -220,6 +140,13 @@ void SettingsStore::batteryFloorPercent(int value) {
   write(SettingKey::batteryFloorPercent, static_cast<std::int64_t>(clampedFloor(value)));
 }
 
+std::vector<std::string> SettingsStore::folders(SettingKey key) const {
+  const auto value = stored(key);
+  const auto* held = value ? std::get_if<std::string>(&*value) : nullptr;
+  return held != nullptr ? parseFolders(*held).value_or(std::vector<std::string>{})
+                         : std::vector<std::string>{};
+}
+
 std::optional<Date> SettingsStore::pauseUntil() const {
   const auto value = stored(SettingKey::pauseUntil);
   const auto* held = value ? std::get_if<Date>(&*value) : nullptr;
@@ -248,7 +175,8 @@ void SettingsStore::resetToDefaults() {
        {SettingKey::masterEnabled, SettingKey::manualHoldEnabled, SettingKey::releaseDelaySeconds,
         SettingKey::batteryFloorPercent, SettingKey::onlyOnAC, SettingKey::deepLidProtectionEnabled,
         SettingKey::preventDisplaySleep, SettingKey::notificationsEnabled, SettingKey::soundEnabled,
-        SettingKey::pauseUntil, SettingKey::hasCompletedOnboarding})
+        SettingKey::pauseUntil, SettingKey::hasCompletedOnboarding, SettingKey::claudeFolders,
+        SettingKey::codexFolders, SettingKey::openCodeFolders})
     write(key, fallbackValue(settingOf(key)));
 }
 
@@ -288,6 +216,7 @@ std::string SettingsStore::defaultText(const Setting& setting) {
     case SettingType::boolean:
       return setting.fallback != 0 ? "true" : "false";
     case SettingType::date:
+    case SettingType::folders:
       return "none";
     case SettingType::integer:
     case SettingType::number:
@@ -305,7 +234,7 @@ Result<std::string, SettingError> SettingsStore::text(std::string_view name) con
 Result<std::string, SettingError> SettingsStore::setText(std::string_view name, std::string_view text) {
   const auto setting = find(name);
   if (!setting) return setting.error();
-  const bool removes = (*setting)->type == SettingType::date && text == "none";
+  const bool removes = !fallbackValue(**setting) && text == "none";
   auto value = removes ? std::nullopt : parse(**setting, text);
   if (!value && !removes) {
     return SettingError{"\"" + std::string(text) + "\" is no value for " + (*setting)->name + ": it takes " +
@@ -324,10 +253,13 @@ std::string SettingsStore::print(const Setting& setting) const {
     case SettingType::number:
       return printNumber(releaseDelaySeconds());
     case SettingType::date:
+      return pauseUntil() ? pauseUntil()->iso8601() : "none";
+    case SettingType::folders:
       break;
   }
-  const auto date = pauseUntil();
-  return date ? date->iso8601() : "none";
+  std::string joined;
+  for (const auto& folder : folders(setting.key)) joined += (joined.empty() ? "" : ":") + folder;
+  return joined.empty() ? "none" : joined;
 }
 
 void SettingsStore::write(SettingKey key, std::optional<DefaultsValue> value) {

@@ -10,40 +10,12 @@
 
 #include "platform/UserDefaults.h"
 #include "policy/PolicyConfiguration.h"
+#include "policy/Setting.h"
 #include "support/Date.h"
 #include "support/Observable.h"
 #include "support/Result.h"
 
 namespace vigilo {
-
-// What there is to set, in the order in which it is listed.
-enum class SettingKey {
-  masterEnabled,
-  manualHoldEnabled,
-  releaseDelaySeconds,
-  batteryFloorPercent,
-  onlyOnAC,
-  deepLidProtectionEnabled,
-  preventDisplaySleep,
-  launchAtLogin,
-  notificationsEnabled,
-  soundEnabled,
-  hasCompletedOnboarding,
-  pauseUntil,
-};
-
-enum class SettingType { boolean, integer, number, date };
-
-// One setting's name, type and default, what the user may give it, and what it does.
-struct Setting {
-  SettingKey key;
-  const char* name;  // the stored key
-  SettingType type;
-  double fallback;      // the default: 0 or 1 for a boolean; a date's default is absent
-  double least, most;   // what a command may set a number to
-  const char* allowed;  // the same in words: "5 to 50"
-  const char* meaning;  // in a line, for people
-};
 
 struct SettingError {
   std::string description;  // for people: what is wrong and what is possible
@@ -91,6 +63,10 @@ class SettingsStore {
   void hasCompletedOnboarding(bool value) { write(SettingKey::hasCompletedOnboarding, value); }
   std::optional<Date> pauseUntil() const;
   void pauseUntil(std::optional<Date> value);
+  // Where agents of the user keep their files beside the usual places, "~/" for the home folder.
+  std::vector<std::string> claudeFolders() const { return folders(SettingKey::claudeFolders); }
+  std::vector<std::string> codexFolders() const { return folders(SettingKey::codexFolders); }
+  std::vector<std::string> openCodeFolders() const { return folders(SettingKey::openCodeFolders); }
 
   PolicyConfiguration policyConfig() const;
   void pause(double seconds) { pauseUntil(clock_() + seconds); }
@@ -125,6 +101,7 @@ class SettingsStore {
   std::optional<DefaultsValue> stored(SettingKey key) const;
   std::optional<double> number(SettingKey key) const;
   bool boolean(SettingKey key) const;
+  std::vector<std::string> folders(SettingKey key) const;
   std::string print(const Setting& setting) const;
   std::string inForce(const Setting& setting) const;
   std::optional<std::string> problemWith(const std::string& name) const;

@@ -168,7 +168,7 @@ class Visitor final : public LogVisitor {
 
 class ClaudeProjectLogs final : public UsageSource {
  public:
-  explicit ClaudeProjectLogs(std::string folder) : folder_(std::move(folder)) {}
+  explicit ClaudeProjectLogs(std::vector<std::string> folders) : folder_(std::move(folders)) {}
 
   void readNew(Date now, const Sink& onEvent) override {
     Visitor visitor(now, onEvent, reports_);
@@ -186,8 +186,8 @@ class ClaudeProjectLogs final : public UsageSource {
 
 }  // namespace
 
-std::unique_ptr<UsageSource> claudeProjectLogs(std::string folder) {
-  return std::make_unique<ClaudeProjectLogs>(std::move(folder));
+std::unique_ptr<UsageSource> claudeProjectLogs(std::vector<std::string> folders) {
+  return std::make_unique<ClaudeProjectLogs>(std::move(folders));
 }
 
 }  // namespace vigilo

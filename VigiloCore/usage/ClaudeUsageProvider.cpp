@@ -1,5 +1,6 @@
 #include "usage/ClaudeUsageProvider.h"
 
+#include "agents/AgentPlaces.h"
 #include "support/Log.h"
 #include "usage/ClaudeProjectLogs.h"
 
@@ -8,16 +9,14 @@ namespace {
 
 constexpr Log logger{"com.vigilo.app", "usage.claude"};
 
-std::string projectsFolder(const Directories& directories) {
-  return directories.home + "/.claude/projects";
-}
-
 }  // namespace
 
 ClaudeUsageProvider::ClaudeUsageProvider(const Directories& directories, Queue& queue, Clock clock)
     : PollingUsageProvider(
-          AgentType::claude, claudeProjectLogs(projectsFolder(directories)),
-          [folder = projectsFolder(directories)] { logger.info("ClaudeUsageProvider active on %s", folder); },
+          AgentType::claude, claudeProjectLogs(AgentPlaces::of(directories).claudeProjects),
+          [places = AgentPlaces::of(directories).claudeProjects] {
+            for (const auto& place : places) logger.info("ClaudeUsageProvider active on %s", place);
+          },
           queue, std::move(clock)) {}
 
 }  // namespace vigilo

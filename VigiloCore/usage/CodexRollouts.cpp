@@ -161,7 +161,7 @@ struct FileState {
 
 class CodexRollouts final : public UsageSource, private LogVisitor {
  public:
-  explicit CodexRollouts(std::string folder) : folder_(std::move(folder)) {}
+  explicit CodexRollouts(std::vector<std::string> folders) : folder_(std::move(folders)) {}
 
   void readNew(Date now, const Sink& onEvent) override {
     now_ = now;
@@ -268,8 +268,8 @@ class CodexRollouts final : public UsageSource, private LogVisitor {
 
 }  // namespace
 
-std::unique_ptr<UsageSource> codexRollouts(std::string folder) {
-  return std::make_unique<CodexRollouts>(std::move(folder));
+std::unique_ptr<UsageSource> codexRollouts(std::vector<std::string> folders) {
+  return std::make_unique<CodexRollouts>(std::move(folders));
 }
 
 }  // namespace vigilo

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "usage/UsageSource.h"
 
@@ -11,6 +12,6 @@ namespace vigilo {
 // event, dated when it is read. The model, the account's quota and the context are those that the same file
 // named last. A file that held news of usage or quota becomes the report, the one written last winning. Field
 // names are compared as the agent writes them, without escapes.
-std::unique_ptr<UsageSource> codexRollouts(std::string folder);
+std::unique_ptr<UsageSource> codexRollouts(std::vector<std::string> folders);
 
 }  // namespace vigilo

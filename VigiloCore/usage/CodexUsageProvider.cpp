@@ -1,5 +1,6 @@
 #include "usage/CodexUsageProvider.h"
 
+#include "agents/AgentPlaces.h"
 #include "support/Log.h"
 #include "usage/CodexRollouts.h"
 
@@ -8,17 +9,13 @@ namespace {
 
 constexpr Log logger{"com.vigilo.app", "usage.codex"};
 
-std::string sessionsFolder(const Directories& directories) {
-  return directories.home + "/.codex/sessions";
-}
-
 }  // namespace
 
 CodexUsageProvider::CodexUsageProvider(const Directories& directories, Queue& queue, Clock clock)
     : PollingUsageProvider(
-          AgentType::codex, codexRollouts(sessionsFolder(directories)),
-          [folder = sessionsFolder(directories)] {
-            logger.info("CodexUsageProvider started watching %s", folder);
+          AgentType::codex, codexRollouts(AgentPlaces::of(directories).codexSessions),
+          [places = AgentPlaces::of(directories).codexSessions] {
+            for (const auto& place : places) logger.info("CodexUsageProvider started watching %s", place);
           },
           queue, std::move(clock)) {}
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "usage/LineReader.h"
 #include "usage/NewestLogs.h"
@@ -24,7 +25,7 @@ class LogVisitor {
   virtual void endFile() {}
 };
 
-// Follows an agent's folder of JSON Lines logs: of the five files modified last, oldest first, each poll
+// Follows an agent's folders of JSON Lines logs: of the five files modified last, oldest first, each poll
 // reads what was added since the one before, and opens no file that is as it was. A file that shrank or was
 // replaced is read from its start. How far each file was read is kept for as long as this object lives, some
 // hundred bytes for each file that was ever among the five. Nothing is logged: a file that vanishes, cannot
@@ -33,7 +34,7 @@ class LogFolder {
  public:
   static constexpr std::size_t filesFollowed = 5;
 
-  explicit LogFolder(std::string path) : newest_(std::move(path), filesFollowed) {}
+  explicit LogFolder(std::vector<std::string> paths) : newest_(std::move(paths), filesFollowed) {}
 
   void readNew(LogVisitor& visitor);
 

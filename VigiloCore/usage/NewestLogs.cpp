@@ -3,16 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <optional>
 
 namespace vigilo {
 namespace {
-
-std::optional<std::pair<dev_t, ino_t>> identityOf(const std::string& folder) {
-  struct stat found {};
-  if (::stat(folder.c_str(), &found) != 0) return std::nullopt;
-  return std::pair(found.st_dev, found.st_ino);
-}
 
 bool isLink(const std::string& path) {
   struct stat found {};
@@ -21,8 +14,18 @@ bool isLink(const std::string& path) {
 
 }  // namespace
 
+NewestLogs::Roots NewestLogs::roots() const {
+  Roots result;
+  for (const auto& folder : folders_) {
+    struct stat found {};
+    const bool isThere = ::stat(folder.c_str(), &found) == 0;
+    result.push_back(isThere ? std::optional(std::pair(found.st_dev, found.st_ino)) : std::nullopt);
+  }
+  return result;
+}
+
 const std::vector<LogFile>& NewestLogs::look() {
-  if (!watch_ || identityOf(folder_) != root_) {
+  if (!watch_ || roots() != watchedRoots_) {
     search();
     return newest_;
   }
@@ -42,22 +45,27 @@ bool NewestLogs::take(const std::string& changedFile) {
     if (mark->modifiedNanoseconds < known->mark.modifiedNanoseconds) return false;
     newest_.erase(known);
   }
-  const LogFile file{changedFile, *mark};
+  insert({changedFile, *mark});
+  return true;
+}
+
+void NewestLogs::insert(const LogFile& file) {
   newest_.insert(std::ranges::upper_bound(newest_, file, isOlder), file);
   if (newest_.size() > limit_) newest_.erase(newest_.begin());
-  return true;
 }
 
 void NewestLogs::search() {
   watch_ = isWatchable_ ? makeFolderWatch() : nullptr;
-  const auto root = identityOf(folder_);
-  if (!root) watch_.reset();
-  newest_ = newestLogFiles(folder_, limit_, [this](const std::string& path, bool isFolder) {
+  watchedRoots_ = roots();
+  newest_.clear();
+  const auto watch = [this](const std::string& path, bool isFolder) {
     if (!watch_ || (isFolder && watch_->watch(path))) return;
     watch_.reset();
     isWatchable_ = false;
-  });
-  if (root) root_ = *root;
+  };
+  for (const auto& folder : folders_) {
+    for (const LogFile& file : newestLogFiles(folder, limit_, watch)) insert(file);
+  }
 }
 
 }  // namespace vigilo

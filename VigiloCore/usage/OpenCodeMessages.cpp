@@ -1,5 +1,6 @@
 #include "usage/OpenCodeMessages.h"
 
+#include <list>
 #include <unordered_set>
 #include <utility>
 
@@ -98,11 +99,20 @@ UsageEvent eventOf(const OpenCodeDatabase::Message& message, const Data& data, D
 
 class OpenCodeMessages final : public UsageSource {
  public:
-  explicit OpenCodeMessages(std::string databasePath) : database_(std::move(databasePath)) {}
+  explicit OpenCodeMessages(const std::vector<std::string>& databasePaths)
+      : databases_(databasePaths.begin(), databasePaths.end()) {}
 
   void readNew(Date now, const Sink& onEvent) override {
+    for (OpenCodeDatabase& database : databases_) readNew(database, now, onEvent);
+    report_ = reports_.current(now);
+  }
+
+  std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
+
+ private:
+  void readNew(OpenCodeDatabase& database, Date now, const Sink& onEvent) {
     usagejson::ObjectReader json;
-    for (auto& message : database_.readChanged()) {
+    for (auto& message : database.readChanged()) {
       if (knownIds_.contains(message.id)) continue;
       Data data;
       const std::size_t length = message.data.size();
@@ -116,12 +126,8 @@ class OpenCodeMessages final : public UsageSource {
       if (isNewest) reported_ = event.timestamp;
       report(event, data.consumed(), now, isNewest);
     }
-    report_ = reports_.current(now);
   }
 
-  std::optional<ProviderBudgetReport> latestReport() const override { return report_; }
-
- private:
   void report(const UsageEvent& event, std::int64_t consumed, Date now, bool isNewest) {
     ProviderBudgetReport report = reportOf(event, now);
     if (event.contextWindow) {
@@ -131,7 +137,7 @@ class OpenCodeMessages final : public UsageSource {
     reports_.put(event.sessionId, std::move(report), event.timestamp, isNewest);
   }
 
-  OpenCodeDatabase database_;
+  std::list<OpenCodeDatabase> databases_;
   std::unordered_set<std::string> knownIds_;  // of the messages that became events
   SessionReports reports_;
   std::optional<ProviderBudgetReport> report_;
@@ -140,8 +146,8 @@ class OpenCodeMessages final : public UsageSource {
 
 }  // namespace
 
-std::unique_ptr<UsageSource> openCodeMessages(std::string databasePath) {
-  return std::make_unique<OpenCodeMessages>(std::move(databasePath));
+std::unique_ptr<UsageSource> openCodeMessages(const std::vector<std::string>& databasePaths) {
+  return std::make_unique<OpenCodeMessages>(databasePaths);
 }
 
 }  // namespace vigilo

@@ -1,5 +1,6 @@
 #include "usage/OpenCodeUsageProvider.h"
 
+#include "agents/AgentPlaces.h"
 #include "support/Log.h"
 #include "usage/OpenCodeMessages.h"
 
@@ -8,16 +9,14 @@ namespace {
 
 constexpr Log logger{"com.vigilo.app", "usage.opencode"};
 
-std::string databasePath(const Directories& directories) {
-  return directories.home + "/.local/share/opencode/opencode.db";
-}
-
 }  // namespace
 
 OpenCodeUsageProvider::OpenCodeUsageProvider(const Directories& directories, Queue& queue, Clock clock)
     : PollingUsageProvider(
-          AgentType::opencode, openCodeMessages(databasePath(directories)),
-          [path = databasePath(directories)] { logger.info("OpenCodeUsageProvider active on %s", path); },
+          AgentType::opencode, openCodeMessages(AgentPlaces::of(directories).openCodeDatabases),
+          [places = AgentPlaces::of(directories).openCodeDatabases] {
+            for (const auto& place : places) logger.info("OpenCodeUsageProvider active on %s", place);
+          },
           queue, std::move(clock)) {}
 
 }  // namespace vigilo

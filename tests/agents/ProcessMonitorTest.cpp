@@ -57,7 +57,7 @@ class ProcessMonitorTest : public testing::Test {
   FakeProcesses processes;
   FakeApplications applications;
   std::unique_ptr<Queue> queue = time.queue(ProcessMonitor::queueLabel);
-  ProcessMonitor monitor{*queue, time.clock(), {home.path(), processes, applications}};
+  ProcessMonitor monitor{*queue, time.clock(), {Directories::below(home.path()), processes, applications}};
 };
 
 using Found = std::vector<std::string>;

@@ -24,6 +24,16 @@ struct WriteCase {
   std::string logPath;    // where it differs from the path
 };
 
+TEST(VigiloWritePolicy, FoldersOfAgentsElsewhereAreTheAgentsToo) {
+  Directories directories = atHome("/home/u", "/scratch");
+  EXPECT_TRUE(VigiloWritePolicy::mayExport("/srv/claude/report.json", directories));
+  EXPECT_FALSE(VigiloWritePolicy::mayExport("/home/u/.local/share/opencode/report.json", directories));
+  directories.agentFolders.claude = {"/srv/claude"};
+  EXPECT_FALSE(VigiloWritePolicy::mayExport("/srv/claude/report.json", directories));
+  EXPECT_TRUE(VigiloWritePolicy::mayExport("/srv/claude.json", directories));
+  EXPECT_TRUE(VigiloWritePolicy::mayWrite("/scratch/x", directories));
+}
+
 TEST(VigiloWritePolicy, OnlyOwnPlacesMayBeWrittenAndTheAgentsOwnNever) {
   const std::vector<WriteCase> cases = {
       {"/home/u/Library/Application Support/Vigilo/usage_store.json", "", ""},

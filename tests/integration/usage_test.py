@@ -4,6 +4,7 @@ import hashlib
 import json
 import os
 import re
+import shutil
 import signal
 import sqlite3
 import subprocess
@@ -69,6 +70,8 @@ class UsageTest(harness.TestCase):
         for _ in range(3):
             host = self.start_host()
             wait_for("three turns", lambda: self.all_usage()["turnCount"] == 3)
+            wait_for("the budgets, after a restart too",
+                     lambda: len(json.loads(self.vigilo("budgets", "--json").stdout)) == 3)
             host.stop(signal.SIGKILL)
         self.assertEqual(self.all_usage()["turnCount"], 3)
         self.assertEqual(self.agents_files(), before)
@@ -138,6 +141,20 @@ class UsageTest(harness.TestCase):
         for name, code in (("report.json", 0), (".claude/report.json", 77), ("../" + self.home.name + "/.ssh/x", 77)):
             result = self.vigilo("usage", "export", name, cwd=self.home)
             self.assertEqual((result.returncode, (self.home / name).exists()), (code, code == 0), result.stderr)
+
+    def test_folders_that_variables_and_settings_name_are_read_and_protected(self):
+        moved = self.folder()
+        shutil.move(self.home / ".claude", moved / "claude")
+        shutil.move(self.home / ".codex", moved / "codex")
+        self.assertEqual(self.vigilo("settings", "set", "codexFolders", f"{moved}/codex").returncode, 0)
+        os.environ["CLAUDE_CONFIG_DIR"] = str(moved / "claude")
+        self.addCleanup(os.environ.pop, "CLAUDE_CONFIG_DIR")
+        self.assertEqual({report["agentType"] for report in json.loads(self.vigilo("budgets", "--json").stdout)},
+                         {"claude", "codex", "opencode"})
+        self.start_host()
+        wait_for("three turns", lambda: self.all_usage()["turnCount"] == 3)
+        for folder in ("claude", "codex"):
+            self.assertEqual(self.vigilo("usage", "export", str(moved / folder / "x.json")).returncode, 77)
 
     def test_an_export_is_of_one_moment_however_long_it_is(self):
         sessions = [{**CLAUDE_TURN, "sessionId": f"s{number}", "timestamp": f"{day}T12:00:00Z",

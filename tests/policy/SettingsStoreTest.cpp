@@ -37,7 +37,8 @@ TEST_F(Settings, AFreshInstallationIsProtected) {
   EXPECT_EQ(all,
             "masterEnabled=true manualHoldEnabled=false releaseDelaySeconds=30 batteryFloorPercent=15 "
             "onlyOnAC=false deepLidProtectionEnabled=true preventDisplaySleep=false launchAtLogin=false "
-            "notificationsEnabled=true soundEnabled=true hasCompletedOnboarding=false pauseUntil=none ");
+            "notificationsEnabled=true soundEnabled=true hasCompletedOnboarding=false pauseUntil=none "
+            "claudeFolders=none codexFolders=none openCodeFolders=none ");
 }
 
 TEST_F(Settings, StoredValuesOfAnotherTypeReadAsTheDefault) {
@@ -60,6 +61,11 @@ TEST_F(Settings, StoredValuesOfAnotherTypeReadAsTheDefault) {
            Row{"releaseDelaySeconds", notANumber, "30"},
            Row{"pauseUntil", std::int64_t{12}, "none"},
            Row{"pauseUntil", Date::fromUnix(0), "1970-01-01T00:00:00Z"},
+           Row{"codexFolders", "/srv/codex:~/own/.codex", "/srv/codex:~/own/.codex"},
+           Row{"codexFolders", "relative", "none"},
+           Row{"codexFolders", "/srv/codex:", "none"},
+           Row{"codexFolders", "/srv/\n", "none"},
+           Row{"codexFolders", std::int64_t{1}, "none"},
        }) {
     defaults.values = {{row.key, row.stored}};
     EXPECT_EQ(*store.text(row.key), row.reads) << row.key << ", variant " << row.stored.index();
@@ -101,8 +107,8 @@ TEST_F(Settings, AResetLeavesTheLoginItemAlone) {
   store.soundEnabled(false);
   store.batteryFloorPercent(40);
   store.pause(600);
-  EXPECT_EQ(announcements([&] { store.resetToDefaults(); }), 11);
-  EXPECT_EQ(defaults.values.size(), 11u) << "all but the pause";
+  EXPECT_EQ(announcements([&] { store.resetToDefaults(); }), 14);
+  EXPECT_EQ(defaults.values.size(), 11u) << "all but the pause and the folders";
   EXPECT_TRUE(store.launchAtLogin());
   EXPECT_EQ(store.policyConfig(), PolicyConfiguration{});
   EXPECT_TRUE(store.soundEnabled());
@@ -165,7 +171,7 @@ TEST_F(Settings, TextSetsWhatItIsAllowedToAndSaysWhatThatIs) {
                "There is no setting \"volume\". There are: masterEnabled, manualHoldEnabled, "
                "releaseDelaySeconds, batteryFloorPercent, onlyOnAC, deepLidProtectionEnabled, "
                "preventDisplaySleep, launchAtLogin, notificationsEnabled, soundEnabled, "
-               "hasCompletedOnboarding, pauseUntil."},
+               "hasCompletedOnboarding, pauseUntil, claudeFolders, codexFolders, openCodeFolders."},
        }) {
     const auto result = store.setText(row.name, row.text);
     EXPECT_EQ(result ? *result : result.error().description, row.answer);

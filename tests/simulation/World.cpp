@@ -187,7 +187,7 @@ void World::startHost() {
   std::shared_ptr<ProcessMonitor> monitor;
   if (scansProcesses) {
     scans_ = time.queue(ProcessMonitor::queueLabel, scanLag);
-    const ProcessMonitor::Sources sources{"/nonexistent", *processes_, *applications_};
+    const ProcessMonitor::Sources sources{Directories::below("/nonexistent"), *processes_, *applications_};
     monitor = std::make_shared<ProcessMonitor>(*scans_, time.clock(), sources);
   }
   coordinator_ = AppCoordinator::create(

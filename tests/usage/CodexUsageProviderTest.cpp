@@ -123,6 +123,20 @@ TEST_F(CodexUsageProviderTest, TurnsWithoutAnOrdinalKeepTheirIdsHoweverTheFileIs
   EXPECT_EQ(turns(restarted.pollLatestEvents()), followed);
 }
 
+TEST_F(CodexUsageProviderTest, EveryFolderThatIsNamedIsRead) {
+  home.write(rollout, turn(1, 10, 1));
+  home.write("moved/sessions/other.jsonl", turn(1, 20, 1));
+  Directories directories = Directories::below(home.path());
+  directories.agentFolders.codex = {home.path("moved")};
+  CodexUsageProvider both(directories, *queue, time.clock());
+  setModified(rollout, 2);
+  setModified("moved/sessions/other.jsonl", 1);
+  const auto events = both.pollLatestEvents();
+  ASSERT_EQ(events.size(), 2u);
+  EXPECT_EQ(events[0].sessionId, "other");
+  EXPECT_NE(both.latestBudgetReport()->sessionId, "other") << "the file written last wins";
+}
+
 TEST_F(CodexUsageProviderTest, TheModelNamedLastInTheSameFileStandsIn) {
   home.write(rollout, turn(1, 10, 1) + turnContext("o1") + turn(2, 10, 1));
   auto events = poll();

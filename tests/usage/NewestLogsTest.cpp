@@ -32,7 +32,7 @@ class NewestLogsTest : public ::testing::Test {
   }
 
   TempFolder home;
-  NewestLogs logs{home.path("logs"), 5};
+  NewestLogs logs{{home.path("logs")}, 5};
 };
 
 TEST_F(NewestLogsTest, WhateverHappensTheNewestAreFound) {
@@ -78,6 +78,23 @@ TEST_F(NewestLogsTest, AFloodOfWritesHidesNothing) {
   for (int i = 0; i < 20000; ++i) append(i % 2 == 0 ? "logs/a.jsonl" : "logs/b.jsonl");
   append("logs/c.jsonl");
   expectTheSame("the flood");
+}
+
+TEST_F(NewestLogsTest, SeveralFoldersAreOneAlsoWhereOneComesLater) {
+  NewestLogs both{{home.path("one"), home.path("two")}, 2};
+  const auto write = [this](const std::string& below, long second) {
+    append(below);
+    const timespec times[2] = {{second, 0}, {second, 0}};
+    ::utimensat(AT_FDCWD, home.path(below).c_str(), times, 0);
+  };
+  write("two/a.jsonl", 1);
+  EXPECT_EQ(both.look().size(), 1u);
+  write("one/b.jsonl", 2);
+  ASSERT_EQ(both.look().size(), 2u);
+  EXPECT_EQ(both.look().back().path, home.path("one/b.jsonl"));
+  write("two/c.jsonl", 3);
+  EXPECT_EQ(both.look().front().path, home.path("one/b.jsonl"));
+  EXPECT_EQ(both.look().back().path, home.path("two/c.jsonl"));
 }
 
 // What a link leads to lies elsewhere, and changes there.
