@@ -57,8 +57,8 @@ void keepSessions(StatusReport& status, std::size_t count) {
   if (sessions.size() <= count) return;
   status.omittedSessions =
       status.omittedSessions.value_or(0) + static_cast<std::int64_t>(sessions.size() - count);
-  std::size_t active =
-      std::min<std::size_t>(count, std::ranges::count_if(sessions, &AgentSession::isWorking));
+  const auto working = static_cast<std::size_t>(std::ranges::count_if(sessions, &AgentSession::isWorking));
+  std::size_t active = std::min(count, working);
   std::size_t others = count - active;
   std::erase_if(sessions, [&](const AgentSession& session) {
     std::size_t& room = session.isWorking() ? active : others;
