@@ -55,7 +55,7 @@ void processScan(benchmark::State& state) {
   const auto queue = time.queue(ProcessMonitor::queueLabel);
   const auto processes = makeProcessTable();
   const auto applications = makeRunningApplications();
-  ProcessMonitor monitor(*queue, Date::now, {home.path(), *processes, *applications});
+  ProcessMonitor monitor(*queue, Date::now, {Directories::below(home.path()), *processes, *applications});
   for (int i = 0; i < state.range(0); ++i) monitor.scanProcesses();
   for (auto _ : state) benchmark::DoNotOptimize(monitor.scanProcesses());
   state.counters["processes"] = static_cast<double>(processes->read()->size());

@@ -125,7 +125,7 @@ TEST_F(UsageCoordinatorTest, TheCostInAReportIsThatOfItsSession) {
   time.runUntilIdle();
   std::vector<UsageEvent> turns{turn(AgentType::codex, "a", 1), turn(AgentType::codex, "a", 2),
                                 turn(AgentType::codex, "a", 3), turn(AgentType::codex, "b", 4)};
-  for (const std::size_t priced : {0, 1, 3}) turns[priced].costEstimateUSD = 0.25;
+  for (const std::size_t priced : {0u, 1u, 3u}) turns[priced].costEstimateUSD = 0.25;
   codex->report = report(AgentType::codex, 10);
   codex->report->sessionId = "a";
   codex->report->cost = CostBudget{0.25, true};
