@@ -60,7 +60,7 @@ class SocketWaitingRoomTest : public testing::Test {
   // The server finds the connection and its bytes together, so that this one never counts as silent.
   std::string exchange(std::string_view text) {
     std::promise<void> sent;
-    queue->async([&] { sent.get_future().wait(); });
+    queue->async([isSent = sent.get_future().share()] { isSent.wait(); });
     SocketClient client(path);
     client.send(text);
     sent.set_value();
